@@ -1,0 +1,67 @@
+#pragma once
+
+#include "PrintPrep/PrintSettings.h"
+
+#include <filesystem>
+#include <functional>
+#include <future>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Conversion through the user's own Ghostscript, which keeps text and vector artwork.
+namespace Bleedwise::Ghostscript {
+
+/// A Ghostscript executable that was found.
+struct Installation {
+    std::filesystem::path url;
+};
+
+/// What a successful run said.
+struct Result {
+    /// Console lines without empty ones; never empty.
+    std::vector<std::string> log;
+};
+
+/// Looks for the executable in the usual places, which take precedence, and then along `PATH`. Only
+/// looks; starts nothing. Any thread.
+std::optional<Installation> find();
+
+/// The search itself. `isExecutable` tells whether the current user can execute the file at a path,
+/// links followed; `searchPath` is the value of `PATH`.
+std::optional<Installation>
+find(const std::function<bool(const std::filesystem::path&)>& isExecutable,
+     std::string_view searchPath);
+
+/// The arguments of one run, without the executable. The media is trim plus bleed when the source
+/// includes its bleed; otherwise it is the trim, and the page is moved by the bleed on both axes.
+std::vector<std::string> arguments(const std::filesystem::path& inputURL,
+                                   const std::filesystem::path& outputURL,
+                                   const std::filesystem::path& profileURL,
+                                   const PrintSettings& settings);
+
+/// The value of `GS_OPTIONS` for a run: `inherited`, the caller's own value, followed by options
+/// that make Ghostscript 10.00 separate through the profile at `profileURL`. That version ignores
+/// `-sOutputICCProfile` in `pdfwrite`, without a word, and uses a profile of its own.
+std::string options(std::string_view inherited, const std::filesystem::path& profileURL);
+
+/// Rewrites the PDF at `inputURL` in CMYK to `outputURL` and sets its page boxes. Blocks until
+/// Ghostscript has ended and the boxes are set.
+///
+/// Throws `FileSystemError` when Ghostscript cannot be started, `PrintPrepError::ghostscriptFailed`
+/// with its console lines when it exits with another status than 0, and what
+/// `PDFBoxPatcher::applyPrintBoxes` throws. A failed run may leave a file at `outputURL`, which
+/// should therefore be a passing name.
+Result convertToCMYKSync(const std::filesystem::path& ghostscriptURL,
+                         const std::filesystem::path& inputURL,
+                         const std::filesystem::path& outputURL,
+                         const std::filesystem::path& profileURL, const PrintSettings& settings);
+
+/// The same on a thread of its own. The future gives the result or the error; dropping it does not
+/// wait.
+std::future<Result> convertToCMYK(std::filesystem::path ghostscriptURL,
+                                  std::filesystem::path inputURL, std::filesystem::path outputURL,
+                                  std::filesystem::path profileURL, PrintSettings settings);
+
+} // namespace Bleedwise::Ghostscript

@@ -1,0 +1,172 @@
+#include "PrintPrep/PDFBoxPatcher.h"
+
+#include "PrintPrep/Format.h"
+#include "PrintPrep/PDFPatterns.h"
+#include "PrintPrep/PrintPrepError.h"
+#include "PrintPrep/platform/FileSystemError.h"
+#include "PrintPrep/platform/MappedFile.h"
+#include "PrintPrep/platform/StagedFile.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <initializer_list>
+#include <system_error>
+#include <utility>
+
+namespace Bleedwise::PDFBoxPatcher {
+namespace {
+
+/// A cross-reference entry holds a byte offset of ten decimal digits (ISO 32000-1, 7.5.4).
+constexpr std::int64_t largestOffset = 9'999'999'999;
+
+/// The finest step in which `Format::points` writes, in points.
+constexpr double smallestSize = 1e-6;
+
+bool makesPage(const PrintSettings& settings) {
+    const double width = settings.trimWidthMM * pointsPerMillimetre;
+    const double height = settings.trimHeightMM * pointsPerMillimetre;
+    const double bleed = settings.bleedMM * pointsPerMillimetre;
+    return width >= smallestSize && height >= smallestSize && bleed >= 0 &&
+           std::isfinite(width + 2 * bleed) && std::isfinite(height + 2 * bleed);
+}
+
+std::string array(std::initializer_list<double> points) {
+    std::string text = "[";
+    for (const double number : points)
+        text += (text.size() > 1 ? " " : "") + Format::points(number);
+    return text + "]";
+}
+
+std::string tenDigits(std::int64_t offset) {
+    if (offset > largestOffset)
+        throw PrintPrepError::couldNotPatchPDFBoxes();
+    const std::string digits = std::to_string(offset);
+    return std::string(10 - digits.size(), '0') + digits;
+}
+
+/// Gives a page dictionary its new boxes; false when there is no dictionary in it.
+bool rewriteBoxes(std::string& body, const std::string& boxes) {
+    for (const char* key : {"/MediaBox", "/CropBox", "/BleedBox", "/TrimBox", "/ArtBox"})
+        PDFPatterns::removeInlineArrays(body, key);
+    const std::size_t dictionary = body.find("<<");
+    if (dictionary == std::string::npos)
+        return false;
+    body.insert(dictionary + 2, " " + boxes);
+    return true;
+}
+
+/// Writes the incremental update that follows `fileSize` bytes of existing file.
+void appendUpdate(StagedFile& file, std::int64_t fileSize,
+                  const std::vector<PageObjectUpdate>& updates, const TrailerInfo& trailer) {
+    std::int64_t offset = fileSize;
+    const auto append = [&](std::string_view text) {
+        file.append(text);
+        offset += static_cast<std::int64_t>(text.size());
+    };
+
+    std::vector<std::pair<std::int64_t, std::int64_t>> entries; // object number and its offset
+    for (const PageObjectUpdate& update : updates) {
+        entries.emplace_back(update.object, offset);
+        append(std::to_string(update.object) + " 0 obj\n");
+        append(update.body);
+        append("\nendobj\n");
+    }
+    std::stable_sort(entries.begin(), entries.end(),
+                     [](const auto& left, const auto& right) { return left.first < right.first; });
+
+    const std::int64_t crossReference = offset;
+    append("xref\n");
+    for (const auto& [object, position] : entries)
+        append(std::to_string(object) + " 1\n" + tenDigits(position) + " 00000 n \n");
+    append("trailer\n<< /Size " + std::to_string(trailer.size) + " /Root " +
+           std::to_string(trailer.rootObject) + " " + std::to_string(trailer.rootGeneration) +
+           " R /Prev " + std::to_string(trailer.previousStartXref) + " >>\n");
+    append("startxref\n" + std::to_string(crossReference) + "\n%%EOF\n");
+}
+
+/// The file itself where `url` is a link to it: replacing the link would leave the file as it was.
+std::filesystem::path linkTarget(const std::filesystem::path& url) {
+    std::error_code error;
+    std::filesystem::path target = std::filesystem::canonical(url, error);
+    if (error)
+        throw FileSystemError("read", url, error.value());
+    return target;
+}
+
+} // namespace
+
+void applyPrintBoxes(const std::filesystem::path& url, const PrintSettings& settings,
+                     bool positiveMediaBoxes) {
+    const std::filesystem::path target = linkTarget(url);
+    const MappedFile file(target);
+    if (!makesPage(settings))
+        throw PrintPrepError::couldNotPatchPDFBoxes();
+    const auto updates = pageObjectUpdates(file.bytes(), settings, positiveMediaBoxes);
+    const auto trailer = trailerInfo(file.bytes());
+    if (updates.empty() || !trailer)
+        throw PrintPrepError::couldNotPatchPDFBoxes();
+
+    StagedFile patched(target, file.permissions());
+    patched.append(file.bytes());
+    appendUpdate(patched, static_cast<std::int64_t>(file.bytes().size()), updates, *trailer);
+    patched.commit(Durability::processFailure);
+}
+
+std::vector<PageObjectUpdate>
+pageObjectUpdates(std::string_view text, const PrintSettings& settings, bool positiveMediaBoxes) {
+    const std::string boxes = boxString(settings, positiveMediaBoxes);
+    std::vector<PageObjectUpdate> updates;
+    PDFPatterns::forEachObject(text, [&](std::string_view number, std::string_view body) {
+        const auto object = PDFPatterns::integer(number);
+        if (!object || !isPageDictionary(body))
+            return;
+        PageObjectUpdate update{*object, {}};
+        update.body.reserve(body.size() + 1 + boxes.size());
+        update.body = body;
+        if (rewriteBoxes(update.body, boxes))
+            updates.push_back(std::move(update));
+    });
+    return updates;
+}
+
+std::string boxString(const PrintSettings& settings, bool positiveMediaBoxes) {
+    const double k = pointsPerMillimetre;
+    const double w = settings.trimWidthMM;
+    const double h = settings.trimHeightMM;
+    const double b = settings.bleedMM;
+    const double bleed = b * k;
+    const std::string media = positiveMediaBoxes
+                                  ? array({0, 0, (w + (b + b)) * k, (h + (b + b)) * k})
+                                  : array({-bleed, -bleed, w * k + bleed, h * k + bleed});
+    const std::string trim = positiveMediaBoxes
+                                 ? array({bleed, bleed, w * k + bleed, h * k + bleed})
+                                 : array({0, 0, w * k, h * k});
+    return "/MediaBox " + media + " /CropBox " + media + " /BleedBox " + media + " /TrimBox " +
+           trim + " ";
+}
+
+bool isPageDictionary(std::string_view body) {
+    return body.find("stream") == std::string_view::npos && PDFPatterns::namesTypePage(body);
+}
+
+std::optional<TrailerInfo> trailerInfo(std::string_view text) {
+    const auto startXref = PDFPatterns::lastStartXref(text);
+    const auto body = PDFPatterns::lastTrailerBody(text);
+    if (!startXref || !body)
+        return std::nullopt;
+    const auto size = PDFPatterns::firstNumber(*body, "/Size");
+    const auto root = PDFPatterns::firstReference(*body, "/Root");
+    if (!size || !root)
+        return std::nullopt;
+
+    const auto previousStartXref = PDFPatterns::integer(*startXref);
+    const auto sizeValue = PDFPatterns::integer(*size);
+    const auto rootObject = PDFPatterns::integer(root->first);
+    const auto rootGeneration = PDFPatterns::integer(root->second);
+    if (!previousStartXref || !sizeValue || !rootObject || !rootGeneration)
+        return std::nullopt;
+    return TrailerInfo{*sizeValue, *rootObject, *rootGeneration, *previousStartXref};
+}
+
+} // namespace Bleedwise::PDFBoxPatcher

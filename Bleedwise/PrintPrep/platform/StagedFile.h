@@ -1,0 +1,53 @@
+#pragma once
+
+#include "PrintPrep/platform/FileDescriptor.h"
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace Bleedwise {
+
+/// How much of a finished file must have reached the disk before it takes its final name.
+enum class Durability {
+    /// A killed process leaves the old file or the new one; a power failure may lose both. For
+    /// files that are worthless after a restart.
+    processFailure,
+    /// The same holds for a power failure.
+    powerFailure,
+};
+
+/// A file that is written under a passing name in its destination's folder and takes the
+/// destination's name, replacing what is there in one step, only when it is complete.
+///
+/// Until `commit()` returns the destination holds its old bytes. An object that is destroyed
+/// without a commit removes its file; a killed process may leave a file `.bleedwise-UUID.part`.
+/// Every operation throws `FileSystemError` that names the destination.
+class StagedFile {
+public:
+    /// `permissions` are those of the finished file, as `chmod` takes them.
+    StagedFile(std::filesystem::path destination, unsigned permissions);
+    StagedFile(const StagedFile&) = delete;
+    StagedFile& operator=(const StagedFile&) = delete;
+    ~StagedFile();
+
+    /// Small pieces are gathered before they are written.
+    void append(std::string_view bytes);
+    void commit(Durability durability);
+
+private:
+    void write(std::string_view bytes);
+    [[noreturn]] void fail(int code) const;
+
+    std::filesystem::path destination_;
+    std::filesystem::path stagedURL_;
+    FileDescriptor file_;
+    std::string gathered_;
+    bool committed_ = false;
+};
+
+/// Asks the kernel to store a file's bytes, or a folder's list of names, on the disk now.
+/// Returns 0 or an `errno` value. A file system that cannot do it for a folder counts as success.
+int flushToDisk(const std::filesystem::path& url) noexcept;
+
+} // namespace Bleedwise
