@@ -5,6 +5,7 @@
 #include "PrintPrep/PrintPrepError.h"
 #include "PrintPrep/PrintSettings.h"
 #include "PrintPrep/ProfileResolver.h"
+#include "PrintPrep/RasterCMYKConverter.h"
 #include "PrintPrep/platform/ProcessInfo.h"
 #include "PrintPrep/platform/TemporaryFile.h"
 
@@ -32,7 +33,8 @@ convert(const std::filesystem::path& inputURL, const std::filesystem::path& work
             .log;
     }
     writeLine(output, "Skipping Ghostscript; writing raster CMYK PDF");
-    throw PrintPrepError::couldNotCreateCMYKOutput();
+    RasterCMYKConverter::write(inputURL, workURL, profileURL, settings);
+    return {"Skipped Ghostscript. Flattened to FOGRA39 CMYK bitmap."};
 }
 
 void run(const std::vector<std::string>& arguments, const Discovery& discovery,

@@ -1,0 +1,74 @@
+#include "PrintPrep/RasterCMYKConverter.h"
+
+#include "PrintPrep/PDFBoxPatcher.h"
+#include "PrintPrep/PrintPrepError.h"
+#include "PrintPrep/platform/FileSystemError.h"
+#include "PrintPrep/platform/MappedFile.h"
+#include "PrintPrep/raster/ImagePDFWriter.h"
+#include "PrintPrep/raster/PopplerRenderer.h"
+
+#include <cerrno>
+#include <memory>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <variant>
+
+#include <unistd.h>
+
+namespace Bleedwise::RasterCMYKConverter {
+namespace {
+
+void removeExisting(const std::filesystem::path& url) {
+    if (::unlink(url.c_str()) != 0 && errno != ENOENT && errno != ENOTDIR)
+        throw FileSystemError("remove", url, errno);
+}
+
+OutputProfile readProfile(const std::filesystem::path& url) {
+    auto profile = OutputProfile::fromBytes(std::string(MappedFile(url).bytes()));
+    if (!profile)
+        throw PrintPrepError::couldNotCreateCMYKOutput();
+    return std::move(*profile);
+}
+
+/// Whether removing `outputURL` would remove the input.
+bool isSameFile(const std::filesystem::path& inputURL, const std::filesystem::path& outputURL) {
+    std::error_code error;
+    return std::filesystem::equivalent(inputURL, outputURL, error);
+}
+
+} // namespace
+
+void write(const std::filesystem::path& inputURL, const std::filesystem::path& outputURL,
+           const std::filesystem::path& profileURL, const PrintSettings& settings) {
+    if (isSameFile(inputURL, outputURL))
+        throw PrintPrepError::couldNotOpenPDF();
+    removeExisting(outputURL);
+    const std::unique_ptr<PageRenderer> document = PopplerRenderer::open(inputURL);
+    if (!document)
+        throw PrintPrepError::couldNotOpenPDF();
+    const OutputProfile profile = readProfile(profileURL);
+    ImagePDFWriter writer(outputURL, profile, settings);
+
+    for (int number = 1; number <= document->pageCount(); ++number) {
+        const std::optional<Rectangle> mediaBox = document->mediaBox(number);
+        if (mediaBox)
+            writer.addPage(renderCMYKImage({*document, number, *mediaBox}, profile, settings));
+    }
+    writer.finish();
+    PDFBoxPatcher::applyPrintBoxes(outputURL, settings, true);
+}
+
+CMYKImage renderCMYKImage(const SourcePage& page, const OutputProfile& colorSpace,
+                          const PrintSettings& settings) {
+    const PixelSize size = PageGeometry::pixelSize(settings);
+    const RenderRequest request = {page.number, size, PageGeometry::place(page.mediaBox, settings),
+                                   0, size.height};
+    RenderResult result = page.document.render(request, colorSpace);
+    if (!std::holds_alternative<PixelBuffer>(result))
+        throw PrintPrepError::couldNotCreateCMYKOutput();
+    return {size, std::move(std::get<PixelBuffer>(result))};
+}
+
+} // namespace Bleedwise::RasterCMYKConverter

@@ -1,0 +1,160 @@
+#include "PrintPrep/raster/ImagePDFWriter.h"
+
+#include "PrintPrep/Format.h"
+#include "PrintPrep/PDFBoxPatcher.h"
+#include "PrintPrep/raster/ImageCompression.h"
+#include "PrintPrep/raster/PageGeometry.h"
+#include "PrintPrep/raster/StreamData.h"
+
+#include <cstdint>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include <libdeflate.h>
+
+namespace Bleedwise {
+namespace {
+
+/// A profile is hardly ever smaller by more than this level makes it, and this takes 30 ms.
+constexpr int profileLevel = 6;
+
+std::string deflated(const std::string& bytes) {
+    const std::unique_ptr<libdeflate_compressor, decltype(&libdeflate_free_compressor)> compressor(
+        libdeflate_alloc_compressor(profileLevel), libdeflate_free_compressor);
+    if (!compressor)
+        throw std::bad_alloc();
+    std::string result(libdeflate_zlib_compress_bound(compressor.get(), bytes.size()), '\0');
+    result.resize(libdeflate_zlib_compress(compressor.get(), bytes.data(), bytes.size(),
+                                           result.data(), result.size()));
+    return result;
+}
+
+std::string reference(int object) {
+    return PDFObjectFile::reference(object);
+}
+
+/// The stream dictionary's entries for Flate data, with or without hexadecimal digits around it.
+std::string filterEntries(bool isHexadecimal, const std::string& parameters) {
+    std::string entries =
+        isHexadecimal ? " /Filter [/ASCIIHexDecode /FlateDecode]" : " /Filter /FlateDecode";
+    if (!parameters.empty())
+        entries += isHexadecimal ? " /DecodeParms [null " + parameters + "]"
+                                 : " /DecodeParms " + parameters;
+    return entries;
+}
+
+} // namespace
+
+ImagePDFWriter::ImagePDFWriter(std::filesystem::path url, const OutputProfile& profile,
+                               const PrintSettings& settings)
+    : file_(std::move(url)), settings_(settings), catalog_(file_.reserve()),
+      pageTree_(file_.reserve()), outputProfile_(file_.reserve()), colorSpace_(file_.reserve()) {
+    const std::string compressed = deflated(profile.bytes());
+    writeStream(outputProfile_, "/N 4 /Alternate /DeviceCMYK", "",
+                [&](const auto& sink) { sink(compressed); });
+    file_.begin(colorSpace_);
+    file_.write("[/ICCBased " + reference(outputProfile_) + "]");
+    file_.end();
+}
+
+void ImagePDFWriter::addPage(const CMYKImage& image) {
+    const int imageObject = file_.reserve();
+    const int contents = file_.reserve();
+    const int page = file_.reserve();
+    writeImage(imageObject, image);
+    writeContents(contents);
+    writePage(page, contents, imageObject);
+    pages_.push_back(page);
+}
+
+void ImagePDFWriter::finish() {
+    file_.begin(pageTree_);
+    file_.write("<< /Type /Pages /Count " + std::to_string(pages_.size()) + " /Kids [");
+    for (const int page : pages_)
+        file_.write("\n" + reference(page));
+    file_.write("] >>");
+    file_.end();
+    writeCatalog();
+    file_.finish(catalog_);
+}
+
+void ImagePDFWriter::writeStream(int object, const std::string& entries,
+                                 const std::string& parameters, const Produce& produce) {
+    const int length = file_.reserve();
+    const auto writeHead = [&](bool isHexadecimal) {
+        file_.begin(object);
+        file_.write("<< " + entries + filterEntries(isHexadecimal, parameters) + " /Length " +
+                    reference(length) + " >>\nstream\n");
+        return file_.size();
+    };
+
+    const std::int64_t start = file_.size();
+    std::int64_t data = writeHead(false);
+    StreamData::Watch watch;
+    produce([&](std::string_view piece) {
+        watch.read(piece);
+        file_.write(piece);
+    });
+    if (watch.isDangerous()) {
+        file_.truncate(start);
+        data = writeHead(true);
+        produce([&](std::string_view piece) { file_.write(StreamData::hexadecimal(piece)); });
+        file_.write(StreamData::hexadecimalEnd);
+    }
+    const std::int64_t bytes = file_.size() - data;
+    file_.write("\nendstream");
+    file_.end();
+
+    file_.begin(length);
+    file_.write(std::to_string(bytes));
+    file_.end();
+}
+
+void ImagePDFWriter::writeImage(int object, const CMYKImage& image) {
+    const std::string entries = "/Type /XObject /Subtype /Image /Width " +
+                                std::to_string(image.width()) + " /Height " +
+                                std::to_string(image.height()) +
+                                " /BitsPerComponent 8 /ColorSpace " + reference(colorSpace_);
+    const std::string parameters = ImageCompression::parameters(image);
+    const std::string dense = ImageCompression::compressIfFlat(image);
+    writeStream(object, entries, parameters, [&](const auto& sink) {
+        if (dense.empty())
+            ImageCompression::compressFast(image, sink);
+        else
+            sink(dense);
+    });
+}
+
+void ImagePDFWriter::writeContents(int object) {
+    const Rectangle sheet = PageGeometry::sheet(settings_);
+    const std::string width = Format::points(sheet.width);
+    const std::string height = Format::points(sheet.height);
+    const std::string text = "1 g\n0 0 " + width + " " + height + " re\nf\nq\n" + width + " 0 0 " +
+                             height + " 0 0 cm\n/Sheet Do\nQ";
+    file_.begin(object);
+    file_.write("<< /Length " + std::to_string(text.size()) + " >>\nstream\n" + text +
+                "\nendstream");
+    file_.end();
+}
+
+void ImagePDFWriter::writePage(int object, int contents, int image) {
+    file_.begin(object);
+    file_.write("<< /Type /Page /Parent " + reference(pageTree_) + " " +
+                PDFBoxPatcher::boxString(settings_, true) + "/Resources << /XObject << /Sheet " +
+                reference(image) + " >> >> /Contents " + reference(contents) + " >>");
+    file_.end();
+}
+
+void ImagePDFWriter::writeCatalog() {
+    file_.begin(catalog_);
+    file_.write("<< /Type /Catalog /Pages " + reference(pageTree_) +
+                " /OutputIntents [<< /Type /OutputIntent /S /GTS_PDFX"
+                " /OutputConditionIdentifier (FOGRA39) /RegistryName (http://www.color.org)"
+                " /OutputCondition (Offset on coated paper, ISO 12647-2:2004/Amd 1)"
+                " /Info (FOGRA39 / ISO Coated v2 \\(ECI\\)) /DestOutputProfile " +
+                reference(outputProfile_) + " >>] >>");
+    file_.end();
+}
+
+} // namespace Bleedwise

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "PrintPrep/PrintSettings.h"
+#include "PrintPrep/raster/CMYKImage.h"
+#include "PrintPrep/raster/OutputProfile.h"
+#include "PrintPrep/raster/PDFObjectFile.h"
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Bleedwise {
+
+/// Writes a PDF 1.4 whose pages are one bitmap each, over the whole sheet.
+///
+/// Every bitmap is in the output profile's colours, and the document's output intent (ISO 15930-1)
+/// names the same profile, which is in the file once. Pages go to the disk as they are added. The
+/// same pages give the same bytes.
+///
+/// The file suits `PDFBoxPatcher`: plain objects, a classic cross-reference table, boxes as inline
+/// arrays, and streams that pass its scans.
+///
+/// Every operation throws `FileSystemError` when the file cannot be written; what has been written
+/// stays.
+class ImagePDFWriter {
+public:
+    /// Creates the file, in place of one that is there. Throws
+    /// `PrintPrepError::couldNotCreateOutput` when no file can be made at `url`.
+    ImagePDFWriter(std::filesystem::path url, const OutputProfile& profile,
+                   const PrintSettings& settings);
+
+    void addPage(const CMYKImage& image);
+
+    /// Completes the file. To be called once, last. Throws `PrintPrepError::couldNotCreateOutput`
+    /// when the file is larger than a classic cross-reference table can describe, 10 GB.
+    void finish();
+
+private:
+    /// Gives a stream's bytes to its argument, piece by piece.
+    using Produce = std::function<void(const std::function<void(std::string_view)>&)>;
+
+    void writeStream(int object, const std::string& entries, const std::string& parameters,
+                     const Produce& produce);
+    void writeImage(int object, const CMYKImage& image);
+    void writeContents(int object);
+    void writePage(int object, int contents, int image);
+    void writeCatalog();
+
+    PDFObjectFile file_;
+    PrintSettings settings_;
+    int catalog_;
+    int pageTree_;
+    int outputProfile_;
+    int colorSpace_;
+    std::vector<int> pages_;
+};
+
+} // namespace Bleedwise

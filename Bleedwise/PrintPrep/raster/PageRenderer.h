@@ -1,0 +1,59 @@
+#pragma once
+
+#include "PrintPrep/raster/OutputProfile.h"
+#include "PrintPrep/raster/PageGeometry.h"
+#include "PrintPrep/raster/PixelBuffer.h"
+
+#include <cstdint>
+#include <optional>
+#include <variant>
+
+namespace Bleedwise {
+
+/// What a renderer is asked to draw.
+struct RenderRequest {
+    /// From 1 on.
+    int page = 1;
+    /// The whole bitmap, of which `window` is the picture.
+    PixelSize size;
+    PageGeometry::Placement placement;
+    /// The rows wanted, counted from the top of the whole bitmap. Rows drawn apart are those that
+    /// are drawn together.
+    std::int64_t firstRow = 0;
+    std::int64_t rowCount = 0;
+};
+
+enum class RenderFailure {
+    /// The memory for the rows, or for drawing them, cannot be had.
+    tooLarge,
+    /// The document does not deliver the page.
+    noSuchPage,
+    /// Drawing broke off.
+    failed,
+};
+
+/// The rows as cyan, magenta, yellow and black without padding.
+using RenderResult = std::variant<PixelBuffer, RenderFailure>;
+
+/// An open document whose pages can be drawn as process colours.
+///
+/// What comes out: device CMYK, and CMYK tagged with the output profile, as their numbers; grey as
+/// black alone; spot colours by their alternate; everything else through its own profile with the
+/// content's rendering intent. Overprint is honoured. Pixels that the page leaves alone are 0.
+/// Annotations and hidden layers are not drawn. Damaged content is drawn as far as it goes.
+///
+/// One thread at a time. Nothing that the renderer's libraries print reaches the standard streams.
+class PageRenderer {
+public:
+    virtual ~PageRenderer() = default;
+
+    virtual int pageCount() const = 0;
+
+    /// In user space, with positive sizes; nothing when the document does not deliver the page.
+    virtual std::optional<Rectangle> mediaBox(int page) = 0;
+
+    /// `profile` is the same for all pages of a document.
+    virtual RenderResult render(const RenderRequest& request, const OutputProfile& profile) = 0;
+};
+
+} // namespace Bleedwise

@@ -1,0 +1,975 @@
+#include "PrintPrep/raster/PopplerRenderer.h"
+
+#include "PrintPrep/platform/AvailableMemory.h"
+#include "PrintPrep/platform/SilencedStreams.h"
+#include "PrintPrep/raster/BlackCurve.h"
+#include "PrintPrep/raster/ColorConverter.h"
+#include "PrintPrep/raster/ConverterCache.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstring>
+#include <exception>
+#include <functional>
+#include <limits>
+#include <map>
+#include <mutex>
+#include <set>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include <Error.h>
+#include <Function.h>
+#include <Gfx.h>
+#include <GfxState.h>
+#include <GlobalParams.h>
+#include <OptionalContent.h>
+#include <PDFDoc.h>
+#include <Page.h>
+#include <SplashOutputDev.h>
+#include <splash/Splash.h>
+#include <splash/SplashBitmap.h>
+
+namespace Bleedwise {
+namespace {
+
+/// What the device composites in, and so what colours are converted to.
+struct Target {
+    /// The profile of the numbers in the bitmap.
+    Profile profile;
+    /// Whether the bitmap is RGB, as the page's transparency group asks, and not CMYK.
+    bool isRGB = false;
+    /// Tells this profile from every other.
+    std::string name;
+};
+
+/// A number from 0 to 65535 as Poppler's, from 0 to 65536.
+GfxColorComp component(std::uint16_t number) {
+    return number + (number >> 15);
+}
+
+/// What a colour space of Poppler's lacks: how its numbers become the target's. Immutable.
+class Definition {
+public:
+    explicit Definition(const GfxColorSpace& original) : original_(original.copy()) {}
+    virtual ~Definition() = default;
+    Definition(const Definition&) = delete;
+    Definition& operator=(const Definition&) = delete;
+
+    /// One colour to numbers of the target from 0 to 65535.
+    virtual void convert(const GfxColor& color, std::uint16_t* numbers) const = 0;
+
+    /// Whether bytes of an image row can be converted without going through `GfxColor`.
+    virtual bool convertsRows() const { return false; }
+    virtual void convertRow(const unsigned char*, unsigned char*, int) const {}
+
+    /// Whether its inks stand beside the process colours, so that overprinting adds to them.
+    virtual bool isSpot() const { return false; }
+
+    GfxColorSpace& original() const { return *original_; }
+
+private:
+    std::unique_ptr<GfxColorSpace> original_;
+};
+
+enum class Effort {
+    /// Few colours: as the profiles tell.
+    precise,
+    /// An image large enough for a table.
+    table,
+};
+
+/// The colour space that stands in for one of the document's in everything that is painted: the
+/// same numbers, another way to ink. What it is not asked to manage, as in soft masks with a colour
+/// space of their own, it leaves to the original.
+class ManagedColorSpace final : public GfxColorSpace {
+public:
+    ManagedColorSpace(std::shared_ptr<const Definition> definition, bool targetIsRGB, Intent intent)
+        : definition_(std::move(definition)), targetIsRGB_(targetIsRGB), intent_(intent) {
+        overprintMask = original().getMode() == csIndexed
+                            ? static_cast<GfxIndexedColorSpace&>(original()).getOverprintMask()
+                            : original().getOverprintMask();
+    }
+
+    GfxColorSpace* copy() const override {
+        auto* duplicate = new ManagedColorSpace(definition_, targetIsRGB_, intent_);
+        duplicate->overprintMask = overprintMask;
+        return duplicate;
+    }
+
+    /// Not the original's: Poppler takes some modes as leave to cast to its own class.
+    GfxColorSpaceMode getMode() const override { return csCalRGB; }
+
+    void getGray(const GfxColor* color, GfxGray* gray) const override {
+        original().getGray(color, gray);
+    }
+    void getRGB(const GfxColor* color, GfxRGB* rgb) const override {
+        if (!targetIsRGB_)
+            return original().getRGB(color, rgb);
+        std::array<std::uint16_t, 4> numbers{};
+        definition_->convert(*color, numbers.data());
+        *rgb = {component(numbers[0]), component(numbers[1]), component(numbers[2])};
+    }
+    void getCMYK(const GfxColor* color, GfxCMYK* cmyk) const override {
+        if (targetIsRGB_)
+            return original().getCMYK(color, cmyk);
+        std::array<std::uint16_t, 4> numbers{};
+        definition_->convert(*color, numbers.data());
+        *cmyk = {component(numbers[0]), component(numbers[1]), component(numbers[2]),
+                 component(numbers[3])};
+    }
+    void getDeviceN(const GfxColor* color, GfxColor* deviceN) const override {
+        original().getDeviceN(color, deviceN);
+    }
+
+    bool useGetGrayLine() const override { return original().useGetGrayLine(); }
+    bool useGetRGBLine() const override {
+        return targetIsRGB_ ? definition_->convertsRows() : original().useGetRGBLine();
+    }
+    bool useGetCMYKLine() const override {
+        return targetIsRGB_ ? original().useGetCMYKLine() : definition_->convertsRows();
+    }
+    void getGrayLine(unsigned char* in, unsigned char* out, int length) override {
+        original().getGrayLine(in, out, length);
+    }
+    void getRGBLine(unsigned char* in, unsigned char* out, int length) override {
+        if (targetIsRGB_)
+            definition_->convertRow(in, out, length);
+        else
+            original().getRGBLine(in, out, length);
+    }
+    void getCMYKLine(unsigned char* in, unsigned char* out, int length) override {
+        if (targetIsRGB_)
+            original().getCMYKLine(in, out, length);
+        else
+            definition_->convertRow(in, out, length);
+    }
+
+    int getNComps() const override { return original().getNComps(); }
+    void getDefaultColor(GfxColor* color) const override { original().getDefaultColor(color); }
+    void getDefaultRanges(double* low, double* range, int largestPixel) const override {
+        original().getDefaultRanges(low, range, largestPixel);
+    }
+    bool isNonMarking() const override { return original().isNonMarking(); }
+
+    GfxColorSpace& original() const { return definition_->original(); }
+    Intent intent() const { return intent_; }
+    bool isSpot() const { return definition_->isSpot(); }
+    void setOverprintMask(unsigned mask) { overprintMask = mask; }
+
+private:
+    std::shared_ptr<const Definition> definition_;
+    bool targetIsRGB_;
+    Intent intent_;
+};
+
+/// Colours that have a profile: RGB, CMYK, CalRGB, Lab, ICCBased.
+class ProfiledDefinition final : public Definition {
+public:
+    ProfiledDefinition(const GfxColorSpace& original,
+                       std::shared_ptr<const ColorConverter> converter, Effort effort)
+        : Definition(original), converter_(std::move(converter)), effort_(effort),
+          convertsRows_(original.getMode() != csLab) {}
+
+    void convert(const GfxColor& color, std::uint16_t* numbers) const override {
+        std::array<double, 4> source{};
+        for (std::size_t i = 0; i < static_cast<std::size_t>(converter_->sourceChannels()); ++i)
+            source[i] = colToDbl(color.c[i]);
+        converter_->convert(source.data(), numbers);
+    }
+    bool convertsRows() const override { return convertsRows_; }
+    void convertRow(const unsigned char* in, unsigned char* out, int length) const override {
+        if (effort_ == Effort::table)
+            converter_->convertPixelsByTable(in, out, static_cast<std::size_t>(length));
+        else
+            converter_->convertPixels(in, out, static_cast<std::size_t>(length));
+    }
+
+private:
+    std::shared_ptr<const ColorConverter> converter_;
+    Effort effort_;
+    bool convertsRows_;
+};
+
+/// Tagged greys: black alone.
+class GrayDefinition final : public Definition {
+public:
+    GrayDefinition(const GfxColorSpace& original, std::shared_ptr<const BlackCurve> curve)
+        : Definition(original), curve_(std::move(curve)) {}
+
+    void convert(const GfxColor& color, std::uint16_t* numbers) const override {
+        std::fill_n(numbers, 3, 0);
+        numbers[3] = curve_->ink(colToDbl(color.c[0]));
+    }
+
+private:
+    std::shared_ptr<const BlackCurve> curve_;
+};
+
+void convertThrough(const GfxColorSpace& space, bool targetIsRGB, const GfxColor& color,
+                    std::uint16_t* numbers) {
+    const auto number = [](GfxColorComp value) {
+        return static_cast<std::uint16_t>(std::clamp(value, 0, 0xffff));
+    };
+    if (targetIsRGB) {
+        GfxRGB rgb;
+        space.getRGB(&color, &rgb);
+        numbers[0] = number(rgb.r);
+        numbers[1] = number(rgb.g);
+        numbers[2] = number(rgb.b);
+    } else {
+        GfxCMYK cmyk;
+        space.getCMYK(&color, &cmyk);
+        numbers[0] = number(cmyk.c);
+        numbers[1] = number(cmyk.m);
+        numbers[2] = number(cmyk.y);
+        numbers[3] = number(cmyk.k);
+    }
+}
+
+/// A palette over a managed space (ISO 32000-1, 8.6.6.3).
+class IndexedDefinition final : public Definition {
+public:
+    IndexedDefinition(GfxIndexedColorSpace& original, std::unique_ptr<GfxColorSpace> base,
+                      bool targetIsRGB)
+        : Definition(original) {
+        const auto channels = static_cast<std::size_t>(base->getNComps());
+        std::array<double, gfxColorMaxComps> low{};
+        std::array<double, gfxColorMaxComps> range{};
+        base->getDefaultRanges(low.data(), range.data(), original.getIndexHigh());
+        const auto count = static_cast<std::size_t>(std::max(0, original.getIndexHigh())) + 1;
+        for (std::size_t entry = 0; entry < count; ++entry) {
+            GfxColor color{};
+            for (std::size_t i = 0; i < channels; ++i)
+                color.c[i] = dblToCol(low[i] + original.getLookup()[entry * channels + i] / 255.0 *
+                                                   range[i]);
+            convertThrough(*base, targetIsRGB, color, palette_.emplace_back().data());
+        }
+    }
+
+    void convert(const GfxColor& color, std::uint16_t* numbers) const override {
+        const double index =
+            std::clamp(colToDbl(color.c[0]) + 0.5, 0.0, static_cast<double>(palette_.size() - 1));
+        std::copy_n(palette_[static_cast<std::size_t>(index)].data(), 4, numbers);
+    }
+
+private:
+    std::vector<std::array<std::uint16_t, 4>> palette_;
+};
+
+/// Spot colours whose alternate is a managed space (ISO 32000-1, 8.6.6.4 and 8.6.6.5).
+class TintDefinition final : public Definition {
+public:
+    TintDefinition(const GfxColorSpace& original, const Function& tint,
+                   std::unique_ptr<GfxColorSpace> alternate, bool targetIsRGB)
+        : Definition(original), tint_(tint.copy()), alternate_(std::move(alternate)),
+          targetIsRGB_(targetIsRGB) {}
+
+    void convert(const GfxColor& color, std::uint16_t* numbers) const override {
+        std::array<double, gfxColorMaxComps> in{};
+        std::array<double, gfxColorMaxComps> out{};
+        for (std::size_t i = 0; i < static_cast<std::size_t>(original().getNComps()); ++i)
+            in[i] = colToDbl(color.c[i]);
+        tint_->transform(in.data(), out.data());
+        GfxColor alternateColor{};
+        for (std::size_t i = 0; i < static_cast<std::size_t>(alternate_->getNComps()); ++i)
+            alternateColor.c[i] = dblToCol(out[i]);
+        convertThrough(*alternate_, targetIsRGB_, alternateColor, numbers);
+    }
+    bool isSpot() const override { return true; }
+
+private:
+    std::unique_ptr<Function> tint_;
+    std::unique_ptr<GfxColorSpace> alternate_;
+    bool targetIsRGB_;
+};
+
+/// Colorants that are the device's own inks: their tints are the numbers, and the alternate is not
+/// asked (ISO 32000-1, 8.6.6.4).
+class ProcessInkDefinition final : public Definition {
+public:
+    /// The bits of `inks` say which of the four inks a component of the colour drives.
+    ProcessInkDefinition(const GfxColorSpace& original, std::vector<unsigned> inks)
+        : Definition(original), inks_(std::move(inks)) {}
+
+    void convert(const GfxColor& color, std::uint16_t* numbers) const override {
+        std::fill_n(numbers, 4, 0);
+        for (std::size_t i = 0; i < inks_.size(); ++i) {
+            const double tint = std::clamp(colToDbl(color.c[i]), 0.0, 1.0);
+            for (unsigned ink = 0; ink < 4; ++ink) {
+                if (inks_[i] & (1U << ink))
+                    numbers[ink] = static_cast<std::uint16_t>(std::lround(tint * 65535));
+            }
+        }
+    }
+
+private:
+    std::vector<unsigned> inks_;
+};
+
+/// Which inks a colorant name drives, as bits; nothing for a spot colour.
+std::optional<unsigned> processInks(const std::string& colorant) {
+    static const std::map<std::string, unsigned> inks = {
+        {"Cyan", 1}, {"Magenta", 2}, {"Yellow", 4}, {"Black", 8}, {"All", 15}, {"None", 0}};
+    const auto found = inks.find(colorant);
+    if (found == inks.end())
+        return std::nullopt;
+    return found->second;
+}
+
+/// Chooses how the document's colours reach one target, and remembers it.
+class ColorManager {
+public:
+    ColorManager(PDFDoc& document, const OutputProfile& output, Target target)
+        : document_(document), output_(output), target_(std::move(target)) {}
+
+    bool targetIsRGB() const { return target_.isRGB; }
+
+    /// What stands in for `space`; nothing when Poppler's own way is right.
+    std::unique_ptr<GfxColorSpace> managed(const GfxColorSpace& space, Intent intent,
+                                           Effort effort = Effort::precise) {
+        if (dynamic_cast<const ManagedColorSpace*>(&space))
+            return nullptr;
+        // Poppler's accessors lack `const`, though they change nothing.
+        auto& original = const_cast<GfxColorSpace&>(space);
+        switch (space.getMode()) {
+        case csDeviceGray:
+        case csPattern:
+            return nullptr;
+        case csDeviceCMYK:
+            return target_.isRGB ? deviceCMYKOnRGB(original, intent, effort) : nullptr;
+        case csDeviceRGB:
+            if (target_.name == sRGBName)
+                return nullptr;
+            return profiled(
+                original, sRGBName, [] { return Profile::sRGB(); }, intent, effort);
+        case csCalGray:
+            return calibratedGray(static_cast<GfxCalGrayColorSpace&>(original), intent, effort);
+        case csCalRGB:
+            return calibratedRGB(static_cast<GfxCalRGBColorSpace&>(original), intent, effort);
+        case csLab:
+            return profiled(
+                original, "Lab", [] { return Profile::lab(); }, intent, effort);
+        case csICCBased:
+            return tagged(static_cast<GfxICCBasedColorSpace&>(original), intent, effort);
+        case csIndexed:
+            return indexed(static_cast<GfxIndexedColorSpace&>(original), intent);
+        case csSeparation:
+            return separation(static_cast<GfxSeparationColorSpace&>(original), intent);
+        case csDeviceN:
+            return deviceN(static_cast<GfxDeviceNColorSpace&>(original), intent);
+        }
+        return nullptr;
+    }
+
+    static constexpr const char* sRGBName = "sRGB";
+
+private:
+    using MakeProfile = std::function<std::optional<Profile>()>;
+
+    struct EmbeddedProfile {
+        std::optional<Profile> profile;
+        std::string name;
+        bool isOutput = false;
+    };
+
+    std::unique_ptr<GfxColorSpace> wrap(std::shared_ptr<const Definition> definition,
+                                        Intent intent) const {
+        return std::make_unique<ManagedColorSpace>(std::move(definition), target_.isRGB, intent);
+    }
+
+    /// Nothing when there is no way from the profile to the target.
+    std::unique_ptr<GfxColorSpace> profiled(const GfxColorSpace& original, const std::string& name,
+                                            const MakeProfile& makeProfile, Intent intent,
+                                            Effort effort) {
+        const std::string key = name + " " + std::to_string(static_cast<int>(intent));
+        auto& known = definitions_[key + (effort == Effort::table ? " table" : "")];
+        // Two spaces with one profile may differ in what they default to.
+        const bool reusable = original.getMode() == csDeviceRGB;
+        if (!reusable || !known) {
+            if (definitions_.size() > mostDefinitions)
+                definitions_.clear();
+            const auto converter =
+                converters_.get(key, [&]() -> std::shared_ptr<const ColorConverter> {
+                    const auto profile = makeProfile();
+                    return profile ? ColorConverter::create(*profile, target_.profile, intent)
+                                   : nullptr;
+                });
+            if (!converter || converter->sourceChannels() != original.getNComps())
+                return nullptr;
+            auto definition = std::make_shared<ProfiledDefinition>(original, converter, effort);
+            if (!reusable)
+                return wrap(definition, intent);
+            definitions_[key + (effort == Effort::table ? " table" : "")] = definition;
+            return wrap(definition, intent);
+        }
+        return wrap(known, intent);
+    }
+
+    std::unique_ptr<GfxColorSpace> deviceCMYKOnRGB(const GfxColorSpace& original, Intent intent,
+                                                   Effort effort) {
+        return profiled(
+            original, "output", [&] { return output_.profile(); }, intent, effort);
+    }
+
+    std::unique_ptr<GfxColorSpace> black(const GfxColorSpace& original, const std::string& name,
+                                         const MakeProfile& makeProfile, Intent intent,
+                                         Effort effort) {
+        if (target_.isRGB)
+            return profiled(original, name, makeProfile, intent, effort);
+        const auto known = curves_.find(name);
+        std::shared_ptr<const BlackCurve> curve;
+        if (known != curves_.end()) {
+            curve = known->second;
+        } else {
+            const auto profile = makeProfile();
+            if (profile && profile->space() == Profile::Space::gray)
+                curve = BlackCurve::create(*profile, output_.profile());
+            if (curves_.size() > mostDefinitions)
+                curves_.clear();
+            curves_[name] = curve;
+        }
+        // Poppler's own way is black alone too.
+        return wrap(curve ? std::shared_ptr<const Definition>(
+                                std::make_shared<GrayDefinition>(original, curve))
+                          : std::make_shared<ProcessGrayDefinition>(original),
+                    intent);
+    }
+
+    /// Greys without a usable profile: as uncalibrated ones.
+    class ProcessGrayDefinition final : public Definition {
+    public:
+        explicit ProcessGrayDefinition(const GfxColorSpace& original) : Definition(original) {}
+
+        void convert(const GfxColor& color, std::uint16_t* numbers) const override {
+            std::fill_n(numbers, 3, 0);
+            const double gray = std::clamp(colToDbl(color.c[0]), 0.0, 1.0);
+            numbers[3] = static_cast<std::uint16_t>(std::lround((1 - gray) * 65535));
+        }
+    };
+
+    static std::string text(std::initializer_list<double> numbers) {
+        std::string result;
+        for (const double number : numbers)
+            result += std::to_string(number) + " ";
+        return result;
+    }
+
+    std::unique_ptr<GfxColorSpace> calibratedGray(GfxCalGrayColorSpace& space, Intent intent,
+                                                  Effort effort) {
+        const Profile::XYZ white = {space.getWhiteX(), space.getWhiteY(), space.getWhiteZ()};
+        const double gamma = space.getGamma();
+        return black(
+            space, "CalGray " + text({white[0], white[1], white[2], gamma}),
+            [=] { return Profile::calibratedGray(white, gamma); }, intent, effort);
+    }
+
+    std::unique_ptr<GfxColorSpace> calibratedRGB(GfxCalRGBColorSpace& space, Intent intent,
+                                                 Effort effort) {
+        const Profile::XYZ white = {space.getWhiteX(), space.getWhiteY(), space.getWhiteZ()};
+        const Profile::XYZ gamma = {space.getGammaR(), space.getGammaG(), space.getGammaB()};
+        const double* m = space.getMatrix();
+        const std::array<Profile::XYZ, 3> primaries = {
+            {{m[0], m[1], m[2]}, {m[3], m[4], m[5]}, {m[6], m[7], m[8]}}};
+        return profiled(
+            space,
+            "CalRGB " + text({white[0], white[1], white[2], gamma[0], gamma[1], gamma[2], m[0],
+                              m[1], m[2], m[3], m[4], m[5], m[6], m[7], m[8]}),
+            [=] { return Profile::calibratedRGB(white, gamma, primaries); }, intent, effort);
+    }
+
+    std::unique_ptr<GfxColorSpace> tagged(GfxICCBasedColorSpace& space, Intent intent,
+                                          Effort effort) {
+        const EmbeddedProfile& embedded = profileAt(space.getRef());
+        const bool usable = embedded.profile && embedded.profile->channels() == space.getNComps();
+        if (usable && embedded.isOutput) {
+            auto device = std::make_unique<GfxDeviceCMYKColorSpace>();
+            auto replaced = managed(*device, intent, effort);
+            return replaced ? std::move(replaced) : std::move(device);
+        }
+        if (usable && target_.isRGB && embedded.name == target_.name)
+            return std::make_unique<GfxDeviceRGBColorSpace>();
+        const auto profile = [&] { return embedded.profile; };
+        if (usable && space.getNComps() == 1)
+            return black(space, embedded.name, profile, intent, effort);
+        if (usable) {
+            if (auto result = profiled(space, embedded.name, profile, intent, effort))
+                return result;
+        }
+        // A broken profile: the alternate, which Poppler derives from the number of components.
+        auto replaced = managed(*space.getAlt(), intent, effort);
+        return replaced ? std::move(replaced)
+                        : std::unique_ptr<GfxColorSpace>(space.getAlt()->copy());
+    }
+
+    const EmbeddedProfile& profileAt(Ref reference) {
+        const auto known = profiles_.find(reference);
+        if (known != profiles_.end())
+            return known->second;
+        if (profiles_.size() > mostDefinitions)
+            profiles_.clear();
+        EmbeddedProfile& embedded = profiles_[reference];
+        Object object = document_.getXRef()->fetch(reference);
+        if (!object.isStream())
+            return embedded;
+        constexpr int step = 1 << 16;
+        const std::vector<unsigned char> bytes = object.getStream()->toUnsignedChars(step, step);
+        object.streamClose();
+        const std::string_view view(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+        embedded.profile = Profile::fromBytes(view);
+        embedded.name = "ICC " + std::to_string(view.size()) + " " +
+                        std::to_string(std::hash<std::string_view>()(view));
+        embedded.isOutput = view == output_.bytes();
+        return embedded;
+    }
+
+    std::unique_ptr<GfxColorSpace> indexed(GfxIndexedColorSpace& space, Intent intent) {
+        auto base = managed(*space.getBase(), intent);
+        if (!base)
+            return nullptr;
+        return wrap(std::make_shared<IndexedDefinition>(space, std::move(base), target_.isRGB),
+                    intent);
+    }
+
+    std::unique_ptr<GfxColorSpace> separation(GfxSeparationColorSpace& space, Intent intent) {
+        const auto inks = processInks(space.getName()->toStr());
+        if (inks && !target_.isRGB && !space.isNonMarking())
+            return wrap(std::make_shared<ProcessInkDefinition>(space, std::vector{*inks}), intent);
+        return tint(space, *space.getFunc(), *space.getAlt(), intent);
+    }
+
+    std::unique_ptr<GfxColorSpace> deviceN(GfxDeviceNColorSpace& space, Intent intent) {
+        std::vector<unsigned> inks;
+        for (int i = 0; i < space.getNComps(); ++i) {
+            // "All" is no colorant of a DeviceN space (ISO 32000-1, 8.6.6.5).
+            const std::string& name = space.getColorantName(i);
+            if (const auto ink = name == "All" ? std::nullopt : processInks(name))
+                inks.push_back(*ink);
+        }
+        if (inks.size() == static_cast<std::size_t>(space.getNComps()) && !target_.isRGB)
+            return wrap(std::make_shared<ProcessInkDefinition>(space, std::move(inks)), intent);
+        return tint(space, *space.getTintTransformFunc(), *space.getAlt(), intent);
+    }
+
+    std::unique_ptr<GfxColorSpace> tint(const GfxColorSpace& space, const Function& function,
+                                        const GfxColorSpace& alternate, Intent intent) {
+        auto replaced = managed(alternate, intent);
+        if (!replaced)
+            return nullptr;
+        return wrap(
+            std::make_shared<TintDefinition>(space, function, std::move(replaced), target_.isRGB),
+            intent);
+    }
+
+    static constexpr std::size_t mostDefinitions = 256;
+
+    PDFDoc& document_;
+    const OutputProfile& output_;
+    Target target_;
+    ConverterCache converters_;
+    std::map<std::string, std::shared_ptr<const Definition>> definitions_;
+    std::map<std::string, std::shared_ptr<const BlackCurve>> curves_;
+    std::map<Ref, EmbeddedProfile> profiles_;
+};
+
+/// Gives a shading another colour space for as long as it lives.
+class ShadingSpace {
+public:
+    ShadingSpace(GfxShading& shading, std::unique_ptr<GfxColorSpace> space)
+        : shading_(shading), original_(shading.*Access::member()), space_(std::move(space)) {
+        shading.*Access::member() = space_.get();
+    }
+    ShadingSpace(const ShadingSpace&) = delete;
+    ShadingSpace& operator=(const ShadingSpace&) = delete;
+    ~ShadingSpace() { shading_.*Access::member() = original_; }
+
+private:
+    /// Only a derived class may name the member.
+    struct Access : GfxShading {
+        static GfxColorSpace* GfxShading::*member() { return &Access::colorSpace; }
+    };
+
+    GfxShading& shading_;
+    GfxColorSpace* original_;
+    std::unique_ptr<GfxColorSpace> space_;
+};
+
+/// Poppler's bitmap device with the colours of `ColorManager`.
+class Device final : public SplashOutputDev {
+public:
+    Device(PDFDoc& document, ColorManager& colors, SplashColorPtr paper)
+        : SplashOutputDev(colors.targetIsRGB() ? splashModeRGB8 : splashModeCMYK8, 1, false, paper,
+                          true, splashThinLineDefault, true),
+          document_(document), colors_(colors) {
+        setFontAntialias(true);
+        setVectorAntialias(true);
+        setFreeTypeHinting(false, false);
+        startDoc(&document);
+    }
+
+    void updateFillColorSpace(GfxState* state) override {
+        if (auto space = colors_.managed(*state->getFillColorSpace(), intentOf(state)))
+            state->setFillColorSpace(space.release());
+        SplashOutputDev::updateFillColorSpace(state);
+    }
+    void updateStrokeColorSpace(GfxState* state) override {
+        if (auto space = colors_.managed(*state->getStrokeColorSpace(), intentOf(state)))
+            state->setStrokeColorSpace(space.release());
+        SplashOutputDev::updateStrokeColorSpace(state);
+    }
+    void updateFillColor(GfxState* state) override {
+        overprintByInks(state->getFillColorSpace(), *state->getFillColor());
+        SplashOutputDev::updateFillColor(state);
+    }
+    void updateStrokeColor(GfxState* state) override {
+        overprintByInks(state->getStrokeColorSpace(), *state->getStrokeColor());
+        SplashOutputDev::updateStrokeColor(state);
+    }
+
+    void fill(GfxState* state) override {
+        followFillIntent(state);
+        SplashOutputDev::fill(state);
+    }
+    void eoFill(GfxState* state) override {
+        followFillIntent(state);
+        SplashOutputDev::eoFill(state);
+    }
+    void stroke(GfxState* state) override {
+        followStrokeIntent(state);
+        SplashOutputDev::stroke(state);
+    }
+    void drawChar(GfxState* state, double x, double y, double dx, double dy, double originX,
+                  double originY, CharCode code, int bytes, const Unicode* text,
+                  int length) override {
+        followFillIntent(state);
+        followStrokeIntent(state);
+        SplashOutputDev::drawChar(state, x, y, dx, dy, originX, originY, code, bytes, text, length);
+    }
+    void drawImageMask(GfxState* state, Object* reference, Stream* stream, int width, int height,
+                       bool invert, bool interpolate, bool isInline) override {
+        followFillIntent(state);
+        SplashOutputDev::drawImageMask(state, reference, stream, width, height, invert, interpolate,
+                                       isInline);
+    }
+
+    void drawImage(GfxState* state, Object* reference, Stream* stream, int width, int height,
+                   GfxImageColorMap* map, bool interpolate, const int* maskColors,
+                   bool isInline) override {
+        const auto replaced = managedMap(state, width, height, *map);
+        SplashOutputDev::drawImage(state, reference, stream, width, height,
+                                   replaced ? replaced.get() : map, interpolate, maskColors,
+                                   isInline);
+    }
+    void drawMaskedImage(GfxState* state, Object* reference, Stream* stream, int width, int height,
+                         GfxImageColorMap* map, bool interpolate, Stream* mask, int maskWidth,
+                         int maskHeight, bool maskInvert, bool maskInterpolate) override {
+        const auto replaced = managedMap(state, width, height, *map);
+        SplashOutputDev::drawMaskedImage(state, reference, stream, width, height,
+                                         replaced ? replaced.get() : map, interpolate, mask,
+                                         maskWidth, maskHeight, maskInvert, maskInterpolate);
+    }
+    void drawSoftMaskedImage(GfxState* state, Object* reference, Stream* stream, int width,
+                             int height, GfxImageColorMap* map, bool interpolate, Stream* mask,
+                             int maskWidth, int maskHeight, GfxImageColorMap* maskMap,
+                             bool maskInterpolate) override {
+        const auto replaced = managedMap(state, width, height, *map);
+        SplashOutputDev::drawSoftMaskedImage(state, reference, stream, width, height,
+                                             replaced ? replaced.get() : map, interpolate, mask,
+                                             maskWidth, maskHeight, maskMap, maskInterpolate);
+    }
+
+    bool functionShadedFill(GfxState* state, GfxFunctionShading* shading) override {
+        const auto managed = managedSpace(state, *shading);
+        return SplashOutputDev::functionShadedFill(state, shading);
+    }
+    bool axialShadedFill(GfxState* state, GfxAxialShading* shading, double first,
+                         double last) override {
+        const auto managed = managedSpace(state, *shading);
+        return SplashOutputDev::axialShadedFill(state, shading, first, last);
+    }
+    bool radialShadedFill(GfxState* state, GfxRadialShading* shading, double first,
+                          double last) override {
+        const auto managed = managedSpace(state, *shading);
+        return SplashOutputDev::radialShadedFill(state, shading, first, last);
+    }
+    bool gouraudTriangleShadedFill(GfxState* state, GfxGouraudTriangleShading* shading) override {
+        const auto managed = managedSpace(state, *shading);
+        return SplashOutputDev::gouraudTriangleShadedFill(state, shading);
+    }
+
+private:
+    static Intent intentOf(const GfxState* state) {
+        return intentNamed(state->getRenderingIntent());
+    }
+
+    /// The intent counts when something is painted, not when its colour is chosen.
+    void followFillIntent(GfxState* state) {
+        const auto* space = dynamic_cast<ManagedColorSpace*>(state->getFillColorSpace());
+        if (!space || space->intent() == intentOf(state))
+            return;
+        state->setFillColorSpace(space->original().copy());
+        updateFillColorSpace(state);
+        updateFillColor(state);
+    }
+    void followStrokeIntent(GfxState* state) {
+        const auto* space = dynamic_cast<ManagedColorSpace*>(state->getStrokeColorSpace());
+        if (!space || space->intent() == intentOf(state))
+            return;
+        state->setStrokeColorSpace(space->original().copy());
+        updateStrokeColorSpace(state);
+        updateStrokeColor(state);
+    }
+
+    /// A spot colour that overprints leaves alone the inks that its alternate does without.
+    static void overprintByInks(GfxColorSpace* space, const GfxColor& color) {
+        auto* managed = dynamic_cast<ManagedColorSpace*>(space);
+        if (!managed || !managed->isSpot())
+            return;
+        GfxCMYK inks;
+        managed->getCMYK(&color, &inks);
+        managed->setOverprintMask((inks.c > 0 ? 1U : 0U) | (inks.m > 0 ? 2U : 0U) |
+                                  (inks.y > 0 ? 4U : 0U) | (inks.k > 0 ? 8U : 0U));
+    }
+
+    std::unique_ptr<GfxImageColorMap> managedMap(GfxState* state, int width, int height,
+                                                 GfxImageColorMap& map) {
+        const bool large =
+            static_cast<std::int64_t>(width) * height >= ColorConverter::tableWorthwhile;
+        auto space = colors_.managed(*map.getColorSpace(), intentOf(state),
+                                     large ? Effort::table : Effort::precise);
+        if (!space)
+            return nullptr;
+        Object decode = decodeArray(map, *space);
+        auto replaced = std::make_unique<GfxImageColorMap>(map.getBits(), &decode, space.release());
+        if (!replaced->isOk())
+            return nullptr;
+        if (const GfxColor* matte = map.getMatteColor())
+            replaced->setMatteColor(matte);
+        return replaced;
+    }
+
+    /// The image's Decode array, null where it says nothing new.
+    Object decodeArray(const GfxImageColorMap& map, const GfxColorSpace& space) {
+        auto& original = const_cast<GfxImageColorMap&>(map);
+        const int largestPixel = original.getBits() >= 8 ? 255 : (1 << original.getBits()) - 1;
+        std::array<double, gfxColorMaxComps> low{};
+        std::array<double, gfxColorMaxComps> range{};
+        space.getDefaultRanges(low.data(), range.data(), largestPixel);
+        bool isDefault = true;
+        auto* array = new Array(document_.getXRef());
+        for (int i = 0; i < original.getNumPixelComps(); ++i) {
+            const auto channel = static_cast<std::size_t>(i);
+            isDefault = isDefault && original.getDecodeLow(i) == low[channel] &&
+                        original.getDecodeHigh(i) == low[channel] + range[channel];
+            array->add(Object(original.getDecodeLow(i)));
+            array->add(Object(original.getDecodeHigh(i)));
+        }
+        Object decode(array);
+        return isDefault ? Object(objNull) : std::move(decode);
+    }
+
+    std::unique_ptr<ShadingSpace> managedSpace(GfxState* state, GfxShading& shading) {
+        auto space = colors_.managed(*shading.getColorSpace(), intentOf(state));
+        return space ? std::make_unique<ShadingSpace>(shading, std::move(space)) : nullptr;
+    }
+
+    PDFDoc& document_;
+    ColorManager& colors_;
+};
+
+/// Poppler's state is the process's.
+std::mutex& popplerMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+
+/// Everything that a call into Poppler needs around it.
+class PopplerCall {
+public:
+    PopplerCall() : lock_(popplerMutex()) {
+        static const bool ready = [] {
+            globalParams = std::make_unique<GlobalParams>();
+            setErrorCallback([](ErrorCategory, Goffset, const char*) {});
+            return true;
+        }();
+        static_cast<void>(ready);
+    }
+
+private:
+    std::lock_guard<std::mutex> lock_;
+    SilencedStreams silenced_;
+};
+
+/// Largest number of bytes in a bitmap of Poppler's, which counts them in an `int`.
+constexpr std::int64_t largestBitmap = std::numeric_limits<int>::max();
+
+/// Poppler's bitmaps have an alpha channel beside the four inks.
+constexpr std::int64_t bytesPerPixel = 5;
+
+/// What drawing needs beside the bitmap, at least: fonts, images, transparency groups.
+constexpr std::uint64_t workingMemory = 64ULL << 20U;
+
+class Renderer final : public PageRenderer {
+public:
+    explicit Renderer(std::unique_ptr<PDFDoc> document)
+        : document_(std::move(document)), pageCount_(document_->getNumPages()) {}
+
+    ~Renderer() override {
+        const PopplerCall call;
+        device_.reset();
+        colors_.reset();
+        document_.reset();
+    }
+
+    int pageCount() const override { return pageCount_; }
+
+    std::optional<Rectangle> mediaBox(int number) override {
+        const PopplerCall call;
+        const Page* page = pageNumber(number);
+        if (!page)
+            return std::nullopt;
+        const PDFRectangle* box = page->getMediaBox();
+        const Rectangle result = {std::min(box->x1, box->x2), std::min(box->y1, box->y2),
+                                  std::abs(box->x2 - box->x1), std::abs(box->y2 - box->y1)};
+        if (!std::isfinite(result.x + result.width) || !std::isfinite(result.y + result.height) ||
+            !(result.width > 0) || !(result.height > 0))
+            return std::nullopt;
+        return result;
+    }
+
+    RenderResult render(const RenderRequest& request, const OutputProfile& profile) override {
+        const PopplerCall call;
+        try {
+            Page* page = pageNumber(request.page);
+            if (!page)
+                return RenderFailure::noSuchPage;
+            return renderRows(request, *page, profile);
+        } catch (const std::bad_alloc&) {
+            forgetDevice();
+            return RenderFailure::tooLarge;
+        } catch (const std::exception&) {
+            forgetDevice();
+            return RenderFailure::failed;
+        }
+    }
+
+private:
+    Page* pageNumber(int number) {
+        Page* page = number >= 1 && number <= pageCount_ ? document_->getPage(number) : nullptr;
+        return page && page->isOk() ? page : nullptr;
+    }
+
+    void forgetDevice() {
+        device_.reset();
+        colors_.reset();
+    }
+
+    RenderResult renderRows(const RenderRequest& request, Page& page,
+                            const OutputProfile& profile) {
+        const std::int64_t rowBytes = 4 * request.size.width;
+        if (rowBytes > largestBitmap || !fitsMemory(request))
+            return RenderFailure::tooLarge;
+        const std::int64_t mostRows = largestBitmap / rowBytes;
+        if (request.rowCount <= mostRows)
+            return renderBand(request, page, profile);
+
+        PixelBuffer whole =
+            PixelBuffer::zeroed(static_cast<std::size_t>(rowBytes * request.rowCount));
+        if (!whole.data())
+            return RenderFailure::tooLarge;
+        for (std::int64_t done = 0; done < request.rowCount; done += mostRows) {
+            RenderRequest band = request;
+            band.firstRow += done;
+            band.rowCount = std::min(mostRows, request.rowCount - done);
+            const RenderResult result = renderBand(band, page, profile);
+            if (const auto* failure = std::get_if<RenderFailure>(&result))
+                return *failure;
+            const PixelBuffer& rows = std::get<PixelBuffer>(result);
+            std::memcpy(whole.data() + done * rowBytes, rows.data(), rows.size());
+        }
+        return whole;
+    }
+
+    static bool fitsMemory(const RenderRequest& request) {
+        const std::uint64_t available = availableMemory();
+        const auto width = static_cast<std::uint64_t>(request.size.width);
+        const auto rows = static_cast<std::uint64_t>(request.rowCount);
+        if (available <= workingMemory)
+            return false;
+        return rows <=
+               (available - workingMemory) / bytesPerPixel / std::max<std::uint64_t>(1, width);
+    }
+
+    RenderResult renderBand(const RenderRequest& request, Page& page,
+                            const OutputProfile& profile) {
+        const auto bytes = static_cast<std::size_t>(4 * request.size.width * request.rowCount);
+        const Rectangle& visible = request.placement.visible;
+        if (!(visible.width > 0) || !(visible.height > 0)) {
+            PixelBuffer blank = PixelBuffer::zeroed(bytes);
+            if (!blank.data())
+                return RenderFailure::tooLarge;
+            return blank;
+        }
+        prepareDevice(profile);
+        draw(request, page);
+        const std::unique_ptr<SplashBitmap> bitmap(device_->takeBitmap());
+        if (!bitmap || bitmap->getWidth() != request.size.width ||
+            bitmap->getHeight() != request.rowCount || !bitmap->getDataPtr() ||
+            bitmap->getRowSize() != 4 * request.size.width)
+            return RenderFailure::tooLarge; // Poppler gives 1 × 1 in place of what it cannot have
+        return PixelBuffer(bitmap->takeData(), bytes);
+    }
+
+    void prepareDevice(const OutputProfile& profile) {
+        if (device_)
+            return;
+        colors_ = std::make_unique<ColorManager>(*document_, profile,
+                                                 Target{profile.profile(), false, "output"});
+        SplashColor noInk = {};
+        device_ = std::make_unique<Device>(*document_, *colors_, noInk);
+    }
+
+    void draw(const RenderRequest& request, Page& page) {
+        const Rectangle& window = request.placement.window;
+        const Rectangle& visible = request.placement.visible;
+        const double pixelHeight = window.height / static_cast<double>(request.size.height);
+        const double top =
+            window.y + window.height - static_cast<double>(request.firstRow) * pixelHeight;
+        const PDFRectangle box(window.x, top - static_cast<double>(request.rowCount) * pixelHeight,
+                               window.x + window.width, top);
+        const PDFRectangle clip(visible.x, visible.y, visible.x + visible.width,
+                                visible.y + visible.height);
+        constexpr double pointsPerInch = 72;
+        const double horizontal =
+            pointsPerInch * static_cast<double>(request.size.width) / window.width;
+        const double vertical = pointsPerInch / pixelHeight;
+        Gfx interpreter(document_.get(), device_.get(), request.page, page.getResourceDict(),
+                        horizontal, vertical, &box, &clip, 0);
+        Object contents = page.getContents();
+        if (!contents.isNull())
+            interpreter.display(&contents);
+    }
+
+    std::unique_ptr<PDFDoc> document_;
+    int pageCount_;
+    std::unique_ptr<ColorManager> colors_;
+    std::unique_ptr<Device> device_;
+};
+
+} // namespace
+
+std::unique_ptr<PageRenderer> PopplerRenderer::open(const std::filesystem::path& url) {
+    const PopplerCall call;
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(url, error))
+        return nullptr;
+    auto document = std::make_unique<PDFDoc>(std::make_unique<GooString>(url.native()));
+    if (!document->isOk() || document->getNumPages() < 1)
+        return nullptr;
+    return std::make_unique<Renderer>(std::move(document));
+}
+
+} // namespace Bleedwise

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "PrintPrep/raster/PageRenderer.h"
+
+#include <filesystem>
+#include <memory>
+
+/// Draws pages with Poppler's Splash device.
+///
+/// Poppler is not safe to run in two threads, even with two documents, so its calls wait for one
+/// another. While one runs, the process's standard output and standard error lead nowhere.
+namespace Bleedwise::PopplerRenderer {
+
+/// Opens the PDF at `url`; its page count is at least 1. Nothing when it is not a regular file,
+/// is no PDF, has no pages or needs a password.
+std::unique_ptr<PageRenderer> open(const std::filesystem::path& url);
+
+} // namespace Bleedwise::PopplerRenderer
