@@ -6,6 +6,9 @@
 
 namespace Bleedwise {
 
+OutputProfile::OutputProfile(std::string bytes, Profile profile)
+    : bytes_(std::make_shared<const std::string>(std::move(bytes))), profile_(std::move(profile)) {}
+
 std::optional<OutputProfile> OutputProfile::fromBytes(std::string bytes) {
     auto profile = Profile::fromBytes(bytes);
     if (!profile || profile->space() != Profile::Space::cmyk)

@@ -2,13 +2,14 @@
 
 #include "PrintPrep/raster/Profile.h"
 
+#include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 
 namespace Bleedwise {
 
-/// The colour space that bitmaps are made for: a CMYK output profile and its bytes.
+/// The colour space that bitmaps are made for: a CMYK output profile and its bytes. A cheap, shared,
+/// immutable handle; any thread.
 class OutputProfile {
 public:
     /// Nothing when `bytes` are not an ICC profile that separates into CMYK.
@@ -16,13 +17,15 @@ public:
 
     const Profile& profile() const noexcept { return profile_; }
     /// The profile exactly as it was given.
-    const std::string& bytes() const noexcept { return bytes_; }
+    const std::string& bytes() const noexcept { return *bytes_; }
+
+    /// Whether both are copies of one object.
+    bool isCopyOf(const OutputProfile& other) const noexcept { return bytes_ == other.bytes_; }
 
 private:
-    OutputProfile(std::string bytes, Profile profile)
-        : bytes_(std::move(bytes)), profile_(std::move(profile)) {}
+    OutputProfile(std::string bytes, Profile profile);
 
-    std::string bytes_;
+    std::shared_ptr<const std::string> bytes_;
     Profile profile_;
 };
 

@@ -46,6 +46,8 @@ struct Target {
     std::string name;
 };
 
+constexpr const char* sRGBName = "sRGB";
+
 /// A number from 0 to 65535 as Poppler's, from 0 to 65536.
 GfxColorComp component(std::uint16_t number) {
     return number + (number >> 15);
@@ -80,6 +82,40 @@ enum class Effort {
     precise,
     /// An image large enough for a table.
     table,
+    /// A shading, which asks for each pixel and gets similar colours again and again.
+    remembered,
+};
+
+/// Conversions of colours that were asked for lately. A colour stands for all that agree with it in
+/// ten bits per channel, whichever came first, so that the result does not depend on the order.
+class RememberedColors {
+public:
+    void convert(const ColorConverter& converter, const double* source, std::uint16_t* numbers) {
+        std::uint64_t key = 1; // no entry has the key 0
+        std::array<double, 4> rounded{};
+        for (std::size_t i = 0; i < static_cast<std::size_t>(converter.sourceChannels()); ++i) {
+            const double level = std::floor(std::clamp(source[i], 0.0, 1.0) * levels + 0.5);
+            key = key << 10U | static_cast<std::uint64_t>(level);
+            rounded[i] = level / levels;
+        }
+        constexpr std::uint64_t spread = 0x9e3779b97f4a7c15; // 2^64 / golden ratio
+        Entry& entry = entries_[key * spread >> (64 - indexBits)];
+        if (entry.key != key) {
+            converter.convert(rounded.data(), entry.numbers.data());
+            entry.key = key;
+        }
+        std::copy(entry.numbers.begin(), entry.numbers.end(), numbers);
+    }
+
+private:
+    static constexpr double levels = 1023;
+    static constexpr unsigned indexBits = 14;
+
+    struct Entry {
+        std::uint64_t key = 0;
+        std::array<std::uint16_t, 4> numbers{};
+    };
+    std::vector<Entry> entries_ = std::vector<Entry>(std::size_t{1} << indexBits);
 };
 
 /// The colour space that stands in for one of the document's in everything that is painted: the
@@ -172,15 +208,21 @@ public:
     ProfiledDefinition(const GfxColorSpace& original,
                        std::shared_ptr<const ColorConverter> converter, Effort effort)
         : Definition(original), converter_(std::move(converter)), effort_(effort),
-          convertsRows_(original.getMode() != csLab) {}
+          isLab_(original.getMode() == csLab) {
+        if (effort == Effort::remembered && !isLab_)
+            remembered_ = std::make_unique<RememberedColors>();
+    }
 
     void convert(const GfxColor& color, std::uint16_t* numbers) const override {
         std::array<double, 4> source{};
         for (std::size_t i = 0; i < static_cast<std::size_t>(converter_->sourceChannels()); ++i)
             source[i] = colToDbl(color.c[i]);
-        converter_->convert(source.data(), numbers);
+        if (remembered_)
+            remembered_->convert(*converter_, source.data(), numbers);
+        else
+            converter_->convert(source.data(), numbers);
     }
-    bool convertsRows() const override { return convertsRows_; }
+    bool convertsRows() const override { return !isLab_; }
     void convertRow(const unsigned char* in, unsigned char* out, int length) const override {
         if (effort_ == Effort::table)
             converter_->convertPixelsByTable(in, out, static_cast<std::size_t>(length));
@@ -191,7 +233,8 @@ public:
 private:
     std::shared_ptr<const ColorConverter> converter_;
     Effort effort_;
-    bool convertsRows_;
+    bool isLab_;
+    std::unique_ptr<RememberedColors> remembered_;
 };
 
 /// Tagged greys: black alone.
@@ -320,13 +363,59 @@ std::optional<unsigned> processInks(const std::string& colorant) {
     return found->second;
 }
 
+/// The ICC profiles in the document.
+class EmbeddedProfiles {
+public:
+    struct Entry {
+        std::optional<Profile> profile;
+        /// Tells these bytes from others, wherever they are in the document.
+        std::string name;
+        bool isOutput = false;
+    };
+
+    EmbeddedProfiles(PDFDoc& document, const OutputProfile& output)
+        : document_(document), output_(output) {}
+
+    /// The profile in the stream that `reference` names; an empty entry when there is none. Valid
+    /// until the next call.
+    const Entry& at(Ref reference) {
+        const auto known = entries_.find(reference);
+        if (known != entries_.end())
+            return known->second;
+        if (entries_.size() > mostEntries)
+            entries_.clear();
+        Entry& entry = entries_[reference];
+        Object object = document_.getXRef()->fetch(reference);
+        if (!object.isStream())
+            return entry;
+        constexpr int step = 1 << 16;
+        const std::vector<unsigned char> bytes = object.getStream()->toUnsignedChars(step, step);
+        object.streamClose();
+        const std::string_view view(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+        entry.profile = Profile::fromBytes(view);
+        entry.name = "ICC " + std::to_string(view.size()) + " " +
+                     std::to_string(std::hash<std::string_view>()(view));
+        entry.isOutput = view == output_.bytes();
+        return entry;
+    }
+
+    const OutputProfile& output() const { return output_; }
+
+private:
+    static constexpr std::size_t mostEntries = 256;
+
+    PDFDoc& document_;
+    OutputProfile output_;
+    std::map<Ref, Entry> entries_;
+};
+
 /// Chooses how the document's colours reach one target, and remembers it.
 class ColorManager {
 public:
-    ColorManager(PDFDoc& document, const OutputProfile& output, Target target)
-        : document_(document), output_(output), target_(std::move(target)) {}
+    ColorManager(EmbeddedProfiles& profiles, Target target)
+        : profiles_(profiles), output_(profiles.output()), target_(std::move(target)) {}
 
-    bool targetIsRGB() const { return target_.isRGB; }
+    const Target& target() const { return target_; }
 
     /// What stands in for `space`; nothing when Poppler's own way is right.
     std::unique_ptr<GfxColorSpace> managed(const GfxColorSpace& space, Intent intent,
@@ -358,23 +447,15 @@ public:
         case csIndexed:
             return indexed(static_cast<GfxIndexedColorSpace&>(original), intent);
         case csSeparation:
-            return separation(static_cast<GfxSeparationColorSpace&>(original), intent);
+            return separation(static_cast<GfxSeparationColorSpace&>(original), intent, effort);
         case csDeviceN:
-            return deviceN(static_cast<GfxDeviceNColorSpace&>(original), intent);
+            return deviceN(static_cast<GfxDeviceNColorSpace&>(original), intent, effort);
         }
         return nullptr;
     }
 
-    static constexpr const char* sRGBName = "sRGB";
-
 private:
     using MakeProfile = std::function<std::optional<Profile>()>;
-
-    struct EmbeddedProfile {
-        std::optional<Profile> profile;
-        std::string name;
-        bool isOutput = false;
-    };
 
     std::unique_ptr<GfxColorSpace> wrap(std::shared_ptr<const Definition> definition,
                                         Intent intent) const {
@@ -386,12 +467,11 @@ private:
                                             const MakeProfile& makeProfile, Intent intent,
                                             Effort effort) {
         const std::string key = name + " " + std::to_string(static_cast<int>(intent));
-        auto& known = definitions_[key + (effort == Effort::table ? " table" : "")];
+        const std::string definitionKey = key + " " + std::to_string(static_cast<int>(effort));
+        const auto found = definitions_.find(definitionKey);
         // Two spaces with one profile may differ in what they default to.
         const bool reusable = original.getMode() == csDeviceRGB;
-        if (!reusable || !known) {
-            if (definitions_.size() > mostDefinitions)
-                definitions_.clear();
+        if (!reusable || found == definitions_.end()) {
             const auto converter =
                 converters_.get(key, [&]() -> std::shared_ptr<const ColorConverter> {
                     const auto profile = makeProfile();
@@ -403,10 +483,10 @@ private:
             auto definition = std::make_shared<ProfiledDefinition>(original, converter, effort);
             if (!reusable)
                 return wrap(definition, intent);
-            definitions_[key + (effort == Effort::table ? " table" : "")] = definition;
+            definitions_[definitionKey] = definition;
             return wrap(definition, intent);
         }
-        return wrap(known, intent);
+        return wrap(found->second, intent);
     }
 
     std::unique_ptr<GfxColorSpace> deviceCMYKOnRGB(const GfxColorSpace& original, Intent intent,
@@ -483,7 +563,7 @@ private:
 
     std::unique_ptr<GfxColorSpace> tagged(GfxICCBasedColorSpace& space, Intent intent,
                                           Effort effort) {
-        const EmbeddedProfile& embedded = profileAt(space.getRef());
+        const EmbeddedProfiles::Entry& embedded = profiles_.at(space.getRef());
         const bool usable = embedded.profile && embedded.profile->channels() == space.getNComps();
         if (usable && embedded.isOutput) {
             auto device = std::make_unique<GfxDeviceCMYKColorSpace>();
@@ -505,27 +585,6 @@ private:
                         : std::unique_ptr<GfxColorSpace>(space.getAlt()->copy());
     }
 
-    const EmbeddedProfile& profileAt(Ref reference) {
-        const auto known = profiles_.find(reference);
-        if (known != profiles_.end())
-            return known->second;
-        if (profiles_.size() > mostDefinitions)
-            profiles_.clear();
-        EmbeddedProfile& embedded = profiles_[reference];
-        Object object = document_.getXRef()->fetch(reference);
-        if (!object.isStream())
-            return embedded;
-        constexpr int step = 1 << 16;
-        const std::vector<unsigned char> bytes = object.getStream()->toUnsignedChars(step, step);
-        object.streamClose();
-        const std::string_view view(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-        embedded.profile = Profile::fromBytes(view);
-        embedded.name = "ICC " + std::to_string(view.size()) + " " +
-                        std::to_string(std::hash<std::string_view>()(view));
-        embedded.isOutput = view == output_.bytes();
-        return embedded;
-    }
-
     std::unique_ptr<GfxColorSpace> indexed(GfxIndexedColorSpace& space, Intent intent) {
         auto base = managed(*space.getBase(), intent);
         if (!base)
@@ -534,14 +593,16 @@ private:
                     intent);
     }
 
-    std::unique_ptr<GfxColorSpace> separation(GfxSeparationColorSpace& space, Intent intent) {
+    std::unique_ptr<GfxColorSpace> separation(GfxSeparationColorSpace& space, Intent intent,
+                                              Effort effort) {
         const auto inks = processInks(space.getName()->toStr());
         if (inks && !target_.isRGB && !space.isNonMarking())
             return wrap(std::make_shared<ProcessInkDefinition>(space, std::vector{*inks}), intent);
-        return tint(space, *space.getFunc(), *space.getAlt(), intent);
+        return tint(space, *space.getFunc(), *space.getAlt(), intent, effort);
     }
 
-    std::unique_ptr<GfxColorSpace> deviceN(GfxDeviceNColorSpace& space, Intent intent) {
+    std::unique_ptr<GfxColorSpace> deviceN(GfxDeviceNColorSpace& space, Intent intent,
+                                           Effort effort) {
         std::vector<unsigned> inks;
         for (int i = 0; i < space.getNComps(); ++i) {
             // "All" is no colorant of a DeviceN space (ISO 32000-1, 8.6.6.5).
@@ -551,12 +612,15 @@ private:
         }
         if (inks.size() == static_cast<std::size_t>(space.getNComps()) && !target_.isRGB)
             return wrap(std::make_shared<ProcessInkDefinition>(space, std::move(inks)), intent);
-        return tint(space, *space.getTintTransformFunc(), *space.getAlt(), intent);
+        return tint(space, *space.getTintTransformFunc(), *space.getAlt(), intent, effort);
     }
 
     std::unique_ptr<GfxColorSpace> tint(const GfxColorSpace& space, const Function& function,
-                                        const GfxColorSpace& alternate, Intent intent) {
-        auto replaced = managed(alternate, intent);
+                                        const GfxColorSpace& alternate, Intent intent,
+                                        Effort effort) {
+        // The tints of an image's pixels arrive one by one.
+        auto replaced =
+            managed(alternate, intent, effort == Effort::precise ? effort : Effort::remembered);
         if (!replaced)
             return nullptr;
         return wrap(
@@ -566,13 +630,12 @@ private:
 
     static constexpr std::size_t mostDefinitions = 256;
 
-    PDFDoc& document_;
+    EmbeddedProfiles& profiles_;
     const OutputProfile& output_;
     Target target_;
     ConverterCache converters_;
     std::map<std::string, std::shared_ptr<const Definition>> definitions_;
     std::map<std::string, std::shared_ptr<const BlackCurve>> curves_;
-    std::map<Ref, EmbeddedProfile> profiles_;
 };
 
 /// Gives a shading another colour space for as long as it lives.
@@ -601,7 +664,7 @@ private:
 class Device final : public SplashOutputDev {
 public:
     Device(PDFDoc& document, ColorManager& colors, SplashColorPtr paper)
-        : SplashOutputDev(colors.targetIsRGB() ? splashModeRGB8 : splashModeCMYK8, 1, false, paper,
+        : SplashOutputDev(colors.target().isRGB ? splashModeRGB8 : splashModeCMYK8, 1, false, paper,
                           true, splashThinLineDefault, true),
           document_(document), colors_(colors) {
         setFontAntialias(true);
@@ -610,21 +673,17 @@ public:
         startDoc(&document);
     }
 
-    void updateFillColorSpace(GfxState* state) override {
+    // Colour spaces are replaced here and not in `updateFillColorSpace`, after which the
+    // interpreter still uses the one that it has set.
+    void updateFillColor(GfxState* state) override {
         if (auto space = colors_.managed(*state->getFillColorSpace(), intentOf(state)))
             state->setFillColorSpace(space.release());
-        SplashOutputDev::updateFillColorSpace(state);
-    }
-    void updateStrokeColorSpace(GfxState* state) override {
-        if (auto space = colors_.managed(*state->getStrokeColorSpace(), intentOf(state)))
-            state->setStrokeColorSpace(space.release());
-        SplashOutputDev::updateStrokeColorSpace(state);
-    }
-    void updateFillColor(GfxState* state) override {
         overprintByInks(state->getFillColorSpace(), *state->getFillColor());
         SplashOutputDev::updateFillColor(state);
     }
     void updateStrokeColor(GfxState* state) override {
+        if (auto space = colors_.managed(*state->getStrokeColorSpace(), intentOf(state)))
+            state->setStrokeColorSpace(space.release());
         overprintByInks(state->getStrokeColorSpace(), *state->getStrokeColor());
         SplashOutputDev::updateStrokeColor(state);
     }
@@ -658,7 +717,7 @@ public:
     void drawImage(GfxState* state, Object* reference, Stream* stream, int width, int height,
                    GfxImageColorMap* map, bool interpolate, const int* maskColors,
                    bool isInline) override {
-        const auto replaced = managedMap(state, width, height, *map);
+        const auto replaced = managedMap(state, *stream, width, height, *map);
         SplashOutputDev::drawImage(state, reference, stream, width, height,
                                    replaced ? replaced.get() : map, interpolate, maskColors,
                                    isInline);
@@ -666,7 +725,7 @@ public:
     void drawMaskedImage(GfxState* state, Object* reference, Stream* stream, int width, int height,
                          GfxImageColorMap* map, bool interpolate, Stream* mask, int maskWidth,
                          int maskHeight, bool maskInvert, bool maskInterpolate) override {
-        const auto replaced = managedMap(state, width, height, *map);
+        const auto replaced = managedMap(state, *stream, width, height, *map);
         SplashOutputDev::drawMaskedImage(state, reference, stream, width, height,
                                          replaced ? replaced.get() : map, interpolate, mask,
                                          maskWidth, maskHeight, maskInvert, maskInterpolate);
@@ -675,7 +734,7 @@ public:
                              int height, GfxImageColorMap* map, bool interpolate, Stream* mask,
                              int maskWidth, int maskHeight, GfxImageColorMap* maskMap,
                              bool maskInterpolate) override {
-        const auto replaced = managedMap(state, width, height, *map);
+        const auto replaced = managedMap(state, *stream, width, height, *map);
         SplashOutputDev::drawSoftMaskedImage(state, reference, stream, width, height,
                                              replaced ? replaced.get() : map, interpolate, mask,
                                              maskWidth, maskHeight, maskMap, maskInterpolate);
@@ -705,13 +764,19 @@ private:
         return intentNamed(state->getRenderingIntent());
     }
 
+    /// An image may name an intent of its own (ISO 32000-1, table 89).
+    static Intent imageIntent(const GfxState* state, Stream& stream) {
+        const Dict* dictionary = stream.getDict();
+        const Object intent = dictionary ? dictionary->lookup("Intent") : Object(objNull);
+        return intent.isName() ? intentNamed(intent.getName()) : intentOf(state);
+    }
+
     /// The intent counts when something is painted, not when its colour is chosen.
     void followFillIntent(GfxState* state) {
         const auto* space = dynamic_cast<ManagedColorSpace*>(state->getFillColorSpace());
         if (!space || space->intent() == intentOf(state))
             return;
         state->setFillColorSpace(space->original().copy());
-        updateFillColorSpace(state);
         updateFillColor(state);
     }
     void followStrokeIntent(GfxState* state) {
@@ -719,7 +784,6 @@ private:
         if (!space || space->intent() == intentOf(state))
             return;
         state->setStrokeColorSpace(space->original().copy());
-        updateStrokeColorSpace(state);
         updateStrokeColor(state);
     }
 
@@ -734,11 +798,11 @@ private:
                                   (inks.y > 0 ? 4U : 0U) | (inks.k > 0 ? 8U : 0U));
     }
 
-    std::unique_ptr<GfxImageColorMap> managedMap(GfxState* state, int width, int height,
-                                                 GfxImageColorMap& map) {
+    std::unique_ptr<GfxImageColorMap> managedMap(GfxState* state, Stream& stream, int width,
+                                                 int height, GfxImageColorMap& map) {
         const bool large =
             static_cast<std::int64_t>(width) * height >= ColorConverter::tableWorthwhile;
-        auto space = colors_.managed(*map.getColorSpace(), intentOf(state),
+        auto space = colors_.managed(*map.getColorSpace(), imageIntent(state, stream),
                                      large ? Effort::table : Effort::precise);
         if (!space)
             return nullptr;
@@ -772,13 +836,125 @@ private:
     }
 
     std::unique_ptr<ShadingSpace> managedSpace(GfxState* state, GfxShading& shading) {
-        auto space = colors_.managed(*shading.getColorSpace(), intentOf(state));
+        auto space = colors_.managed(*shading.getColorSpace(), intentOf(state), Effort::remembered);
         return space ? std::make_unique<ShadingSpace>(shading, std::move(space)) : nullptr;
     }
 
     PDFDoc& document_;
     ColorManager& colors_;
 };
+
+/// Finds out whether a page's resources blend by a mode other than Normal: their graphics states
+/// and those of the forms, patterns and Type 3 fonts that they lead to. Soft masks, which are
+/// composited by themselves, are left out.
+class BlendScan {
+public:
+    bool finds(Dict* resources, int depth = 0) {
+        if (!resources || depth > deepest)
+            return false;
+        return anyIn(*resources, "ExtGState", [](Object& state) { return blends(state); }) ||
+               anyIn(*resources, "XObject", [&](Object& form) { return leadsOn(form, depth); }) ||
+               anyIn(*resources, "Pattern", [&](Object& tile) { return leadsOn(tile, depth); }) ||
+               anyIn(*resources, "Font", [&](Object& font) { return leadsOn(font, depth); });
+    }
+
+private:
+    static constexpr int deepest = 32;
+
+    /// Whether `test` holds for a value of the dictionary `category` that was not seen before.
+    template <typename Test>
+    bool anyIn(Dict& resources, const char* category, const Test& test) {
+        Object values = resources.lookup(category);
+        if (!values.isDict())
+            return false;
+        for (int i = 0; i < values.dictGetLength(); ++i) {
+            const Object& reference = values.getDict()->getValNF(i);
+            if (reference.isRef() && !seen_.insert(reference.getRef()).second)
+                continue;
+            Object value = values.dictGetVal(i);
+            if (test(value))
+                return true;
+        }
+        return false;
+    }
+
+    /// ISO 32000-1, table 58: a name, or an array of which the first known name counts.
+    static bool blends(const Object& state) {
+        Object mode = state.isDict() ? state.dictLookup("BM") : Object(objNull);
+        if (mode.isArray() && mode.arrayGetLength() > 0)
+            mode = mode.arrayGet(0);
+        return mode.isName() && !mode.isName("Normal") && !mode.isName("Compatible");
+    }
+
+    bool leadsOn(Object& object, int depth) {
+        Dict* dictionary = object.isStream() ? object.streamGetDict()
+                           : object.isDict() ? object.getDict()
+                                             : nullptr;
+        if (!dictionary)
+            return false;
+        Object resources = dictionary->lookup("Resources");
+        return resources.isDict() && finds(resources.getDict(), depth + 1);
+    }
+
+    std::set<Ref> seen_;
+};
+
+std::optional<Profile::XYZ> numbers(const Object& array) {
+    if (!array.isArray() || array.arrayGetLength() < 3)
+        return std::nullopt;
+    Profile::XYZ result{};
+    for (int i = 0; i < 3; ++i) {
+        const Object number = array.arrayGet(i);
+        if (!number.isNum())
+            return std::nullopt;
+        result[static_cast<std::size_t>(i)] = number.getNum();
+    }
+    return result;
+}
+
+/// CalRGB from its dictionary (ISO 32000-1, table 64).
+std::optional<Profile> calibratedRGB(const Object& dictionary) {
+    const auto white =
+        dictionary.isDict() ? numbers(dictionary.dictLookup("WhitePoint")) : std::nullopt;
+    if (!white)
+        return std::nullopt;
+    const auto gamma = numbers(dictionary.dictLookup("Gamma"));
+    std::array<Profile::XYZ, 3> primaries = {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
+    const Object matrix = dictionary.dictLookup("Matrix");
+    for (int i = 0; matrix.isArray() && matrix.arrayGetLength() == 9 && i < 9; ++i) {
+        const Object number = matrix.arrayGet(i);
+        primaries[static_cast<std::size_t>(i / 3)][static_cast<std::size_t>(i % 3)] =
+            number.isNum() ? number.getNum() : 0;
+    }
+    return Profile::calibratedRGB(*white, gamma.value_or(Profile::XYZ{1, 1, 1}), primaries);
+}
+
+/// The RGB space that the page asks to be composited in, when that makes a difference to how it
+/// looks: its transparency group names the space (ISO 32000-2, 11.4.7 and 11.6.6) and something on
+/// it blends by another mode than Normal.
+std::optional<Target> blendingTarget(Page& page, EmbeddedProfiles& profiles) {
+    Dict* group = page.getGroup();
+    if (!group || !group->lookup("S").isName("Transparency"))
+        return std::nullopt;
+    Object space = group->lookup("CS");
+    Object family =
+        space.isArray() && space.arrayGetLength() > 0 ? space.arrayGet(0) : space.copy();
+    std::optional<Target> target;
+    if (family.isName("DeviceRGB")) {
+        target = Target{Profile::sRGB(), true, sRGBName};
+    } else if (family.isName("ICCBased") && space.isArray() && space.arrayGetLength() > 1 &&
+               space.arrayGetNF(1).isRef()) {
+        const EmbeddedProfiles::Entry& entry = profiles.at(space.arrayGetNF(1).getRef());
+        if (entry.profile && entry.profile->space() == Profile::Space::rgb)
+            target = Target{*entry.profile, true, entry.name};
+    } else if (family.isName("CalRGB") && space.isArray() && space.arrayGetLength() > 1) {
+        if (const auto profile = calibratedRGB(space.arrayGet(1)))
+            target = Target{*profile, true, "CalRGB of page " + std::to_string(page.getNum())};
+    }
+    if (!target || !BlendScan().finds(page.getResourceDict()))
+        return std::nullopt;
+    return target;
+}
 
 /// Poppler's state is the process's.
 std::mutex& popplerMutex() {
@@ -819,8 +995,8 @@ public:
 
     ~Renderer() override {
         const PopplerCall call;
-        device_.reset();
-        colors_.reset();
+        forgetDevice();
+        profiles_.reset();
         document_.reset();
     }
 
@@ -913,26 +1089,68 @@ private:
                 return RenderFailure::tooLarge;
             return blank;
         }
-        prepareDevice(profile);
-        draw(request, page);
-        const std::unique_ptr<SplashBitmap> bitmap(device_->takeBitmap());
-        if (!bitmap || bitmap->getWidth() != request.size.width ||
-            bitmap->getHeight() != request.rowCount || !bitmap->getDataPtr() ||
-            bitmap->getRowSize() != 4 * request.size.width)
-            return RenderFailure::tooLarge; // Poppler gives 1 × 1 in place of what it cannot have
+        if (profiles_ && !profiles_->output().isCopyOf(profile)) {
+            forgetDevice();
+            profiles_.reset();
+        }
+        if (!profiles_)
+            profiles_ = std::make_unique<EmbeddedProfiles>(*document_, profile);
+        if (const auto target = blendingTarget(page, *profiles_))
+            return drawRGB(request, page, *target);
+        const std::unique_ptr<SplashBitmap> bitmap =
+            draw(request, page, Target{profile.profile(), false, "output"});
+        if (!bitmap)
+            return RenderFailure::tooLarge;
         return PixelBuffer(bitmap->takeData(), bytes);
     }
 
-    void prepareDevice(const OutputProfile& profile) {
-        if (device_)
-            return;
-        colors_ = std::make_unique<ColorManager>(*document_, profile,
-                                                 Target{profile.profile(), false, "output"});
-        SplashColor noInk = {};
-        device_ = std::make_unique<Device>(*document_, *colors_, noInk);
+    /// The page as its group's RGB, then converted as one picture.
+    RenderResult drawRGB(const RenderRequest& request, Page& page, const Target& target) {
+        const auto converter = ColorConverter::create(target.profile, profiles_->output().profile(),
+                                                      Intent::relativeColorimetric);
+        const std::unique_ptr<SplashBitmap> bitmap =
+            converter ? draw(request, page, target) : nullptr;
+        const auto pixels = static_cast<std::size_t>(request.size.width * request.rowCount);
+        PixelBuffer inks = bitmap ? PixelBuffer::zeroed(4 * pixels) : PixelBuffer();
+        if (!inks.data())
+            return converter ? RenderFailure::tooLarge : RenderFailure::failed;
+        // By the size of the whole, so that bands do not differ.
+        if (request.size.width * request.size.height >= ColorConverter::tableWorthwhile)
+            converter->convertPixelsByTable(bitmap->getDataPtr(), inks.data(), pixels);
+        else
+            converter->convertPixels(bitmap->getDataPtr(), inks.data(), pixels);
+        return inks;
     }
 
-    void draw(const RenderRequest& request, Page& page) {
+    /// The device that composites in `target`; one is kept, since hardly any document changes
+    /// between several.
+    Device& deviceFor(const Target& target) {
+        if (device_ && colors_->target().name == target.name)
+            return *device_;
+        device_.reset();
+        colors_ = std::make_unique<ColorManager>(*profiles_, target);
+        SplashColor paper = {};
+        if (target.isRGB)
+            std::fill_n(paper, 3, 255);
+        device_ = std::make_unique<Device>(*document_, *colors_, paper);
+        return *device_;
+    }
+
+    /// Nothing when the memory for the bitmap cannot be had.
+    std::unique_ptr<SplashBitmap> draw(const RenderRequest& request, Page& page,
+                                       const Target& target) {
+        Device& device = deviceFor(target);
+        interpret(request, page, device);
+        std::unique_ptr<SplashBitmap> bitmap(device.takeBitmap());
+        // Poppler gives 1 × 1 in place of what it cannot have.
+        if (!bitmap || !bitmap->getDataPtr() || bitmap->getWidth() != request.size.width ||
+            bitmap->getHeight() != request.rowCount ||
+            bitmap->getRowSize() != (target.isRGB ? 3 : 4) * request.size.width)
+            return nullptr;
+        return bitmap;
+    }
+
+    void interpret(const RenderRequest& request, Page& page, Device& device) {
         const Rectangle& window = request.placement.window;
         const Rectangle& visible = request.placement.visible;
         const double pixelHeight = window.height / static_cast<double>(request.size.height);
@@ -946,8 +1164,8 @@ private:
         const double horizontal =
             pointsPerInch * static_cast<double>(request.size.width) / window.width;
         const double vertical = pointsPerInch / pixelHeight;
-        Gfx interpreter(document_.get(), device_.get(), request.page, page.getResourceDict(),
-                        horizontal, vertical, &box, &clip, 0);
+        Gfx interpreter(document_.get(), &device, request.page, page.getResourceDict(), horizontal,
+                        vertical, &box, &clip, 0);
         Object contents = page.getContents();
         if (!contents.isNull())
             interpreter.display(&contents);
@@ -955,6 +1173,7 @@ private:
 
     std::unique_ptr<PDFDoc> document_;
     int pageCount_;
+    std::unique_ptr<EmbeddedProfiles> profiles_;
     std::unique_ptr<ColorManager> colors_;
     std::unique_ptr<Device> device_;
 };
