@@ -1,5 +1,6 @@
 #pragma once
 
+#include "PrintPrep/raster/ColorTable.h"
 #include "PrintPrep/raster/Profile.h"
 
 #include <cstddef>
@@ -42,8 +43,8 @@ public:
                        std::size_t count) const;
 
     /// The same through a table that stands in for the profiles: several times as fast from about
-    /// `tableWorthwhile` pixels on, since the first use makes the table. See `ColorConverter.cpp`
-    /// for how far off it is.
+    /// `tableWorthwhile` pixels on, since the first use makes the table. See `ColorTable` for how
+    /// far off it is.
     void convertPixelsByTable(const std::uint8_t* source, std::uint8_t* destination,
                               std::size_t count) const;
 
@@ -59,8 +60,7 @@ private:
 
     Transform transform(unsigned sourceFormat, unsigned destinationFormat, unsigned flags) const;
     bool keepsWhite(const Transform& pixels) const;
-    void convertPixels(const Transform& pixels, bool keepsWhite, const std::uint8_t* source,
-                       std::uint8_t* destination, std::size_t count) const;
+    void makeTable() const;
 
     Profile source_;
     Profile destination_;
@@ -73,8 +73,8 @@ private:
     mutable Transform pixels_;
     mutable bool pixelsKeepWhite_ = true;
     mutable std::once_flag tableOnce_;
-    mutable Transform table_;
-    mutable bool tableKeepsWhite_ = true;
+    mutable std::unique_ptr<const ColorTable> table_; // for three source channels
+    mutable Transform tableTransform_;                // for others
 };
 
 } // namespace Bleedwise

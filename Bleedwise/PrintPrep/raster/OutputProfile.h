@@ -8,8 +8,8 @@
 
 namespace Bleedwise {
 
-/// The colour space that bitmaps are made for: a CMYK output profile and its bytes. A cheap, shared,
-/// immutable handle; any thread.
+/// The colour space that bitmaps are made for: a CMYK output profile and its bytes. A cheap,
+/// shared, immutable handle; any thread.
 class OutputProfile {
 public:
     /// Nothing when `bytes` are not an ICC profile that separates into CMYK.
