@@ -13,15 +13,16 @@ namespace Bleedwise::ImageCompression {
 
 using Sink = std::function<void(std::string_view)>;
 
-/// The filter's parameters, which both ways below have in common: a PDF dictionary.
-std::string parameters(const CMYKImage& image);
-
-/// Fast, in little memory: gives the compressed bytes to `sink` piece by piece as they arise.
+/// Fast, in little memory: gives the compressed bytes to `sink` piece by piece as they arise. The
+/// filter needs `parameters`.
 void compressFast(const CMYKImage& image, const Sink& sink);
 
-/// Smaller, where that pays off: pictures of flat areas and text come out a third smaller, while
-/// photographs would gain next to nothing for several times the time. Empty for those, and for
-/// bitmaps that would take too much memory.
+/// The Flate filter's parameters for what `compressFast` gives: a PDF dictionary.
+std::string parameters(const CMYKImage& image);
+
+/// Smaller, where that pays off: pictures of flat areas and text take two thirds of the space,
+/// while photographs would gain next to nothing for several times the time. Empty for those, and
+/// for bitmaps that would take too much memory. The filter needs no parameters.
 std::string compressIfFlat(const CMYKImage& image);
 
 } // namespace Bleedwise::ImageCompression

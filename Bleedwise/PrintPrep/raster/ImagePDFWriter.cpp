@@ -116,8 +116,8 @@ void ImagePDFWriter::writeImage(int object, const CMYKImage& image) {
                                 std::to_string(image.width()) + " /Height " +
                                 std::to_string(image.height()) +
                                 " /BitsPerComponent 8 /ColorSpace " + reference(colorSpace_);
-    const std::string parameters = ImageCompression::parameters(image);
     const std::string dense = ImageCompression::compressIfFlat(image);
+    const std::string parameters = dense.empty() ? ImageCompression::parameters(image) : "";
     writeStream(object, entries, parameters, [&](const auto& sink) {
         if (dense.empty())
             ImageCompression::compressFast(image, sink);
