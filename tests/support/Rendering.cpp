@@ -75,6 +75,18 @@ Inks middle(const std::string& pdf) {
     return at(image, image.width() / 2, image.height() / 2);
 }
 
+TemporaryDocument::TemporaryDocument(const std::string& pdf)
+    : document_(PopplerRenderer::open(folder_.file("page.pdf", pdf))) {}
+
+std::string TemporaryDocument::rows(std::int64_t first, std::int64_t count) const {
+    const PixelSize size = PageGeometry::pixelSize(smallSheet());
+    const RenderResult result = document_->render(
+        {1, size, PageGeometry::place(document_->mediaBox(1).value(), smallSheet()), first, count},
+        outputProfile());
+    const auto& pixels = std::get<PixelBuffer>(result);
+    return {reinterpret_cast<const char*>(pixels.data()), pixels.size()};
+}
+
 Inks separated(const Profile& source, const std::vector<double>& color, Intent intent) {
     unsigned format = TYPE_RGB_DBL;
     if (source.space() == Profile::Space::lab)

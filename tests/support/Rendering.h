@@ -4,10 +4,13 @@
 #include "PrintPrep/raster/CMYKImage.h"
 #include "PrintPrep/raster/ColorConverter.h"
 #include "PrintPrep/raster/OutputProfile.h"
+#include "PrintPrep/raster/PageRenderer.h"
+#include "support/TemporaryFolder.h"
 
 #include <array>
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -40,6 +43,19 @@ Inks at(const CMYKImage& image, std::int64_t x, std::int64_t y);
 
 /// The pixel in the middle of a PDF's first page.
 Inks middle(const std::string& pdf);
+
+/// An open document of its own file.
+class TemporaryDocument {
+public:
+    explicit TemporaryDocument(const std::string& pdf);
+
+    /// Rows of the first page on `smallSheet()`, as bytes.
+    std::string rows(std::int64_t first, std::int64_t count) const;
+
+private:
+    TemporaryFolder folder_;
+    std::unique_ptr<PageRenderer> document_;
+};
 
 /// What Little CMS makes of one colour without shortcuts, rounded to bytes. `color` has numbers
 /// from 0 to 1, for Lab its own.

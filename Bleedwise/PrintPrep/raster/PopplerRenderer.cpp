@@ -237,6 +237,22 @@ private:
     std::unique_ptr<RememberedColors> remembered_;
 };
 
+/// Colours of the target itself.
+class TargetDefinition final : public Definition {
+public:
+    using Definition::Definition;
+
+    void convert(const GfxColor& color, std::uint16_t* numbers) const override {
+        for (std::size_t i = 0; i < static_cast<std::size_t>(original().getNComps()); ++i)
+            numbers[i] = static_cast<std::uint16_t>(
+                std::lround(std::clamp(colToDbl(color.c[i]), 0.0, 1.0) * 65535));
+    }
+    bool convertsRows() const override { return true; }
+    void convertRow(const unsigned char* in, unsigned char* out, int length) const override {
+        std::copy_n(in, length * original().getNComps(), out);
+    }
+};
+
 /// Tagged greys: black alone.
 class GrayDefinition final : public Definition {
 public:
@@ -571,7 +587,7 @@ private:
             return replaced ? std::move(replaced) : std::move(device);
         }
         if (usable && target_.isRGB && embedded.name == target_.name)
-            return std::make_unique<GfxDeviceRGBColorSpace>();
+            return wrap(std::make_shared<TargetDefinition>(space), intent);
         const auto profile = [&] { return embedded.profile; };
         if (usable && space.getNComps() == 1)
             return black(space, embedded.name, profile, intent, effort);
@@ -985,6 +1001,12 @@ constexpr std::int64_t largestBitmap = std::numeric_limits<int>::max();
 /// Poppler's bitmaps have an alpha channel beside the four inks.
 constexpr std::int64_t bytesPerPixel = 5;
 
+/// How far everything is moved, in pixels, up and to the left: edges that lie exactly between two
+/// samples, as many do, then fall to the same side whatever rows are drawn, though rounding errors
+/// differ. The other direction would take shadings, which are sampled at pixels' upper left
+/// corners, away from the page's edges.
+constexpr double tieBreaker = 0x1p-20;
+
 /// What drawing needs beside the bitmap, at least: fonts, images, transparency groups.
 constexpr std::uint64_t workingMemory = 64ULL << 20U;
 
@@ -1153,16 +1175,17 @@ private:
     void interpret(const RenderRequest& request, Page& page, Device& device) {
         const Rectangle& window = request.placement.window;
         const Rectangle& visible = request.placement.visible;
+        const double pixelWidth = window.width / static_cast<double>(request.size.width);
         const double pixelHeight = window.height / static_cast<double>(request.size.height);
-        const double top =
-            window.y + window.height - static_cast<double>(request.firstRow) * pixelHeight;
-        const PDFRectangle box(window.x, top - static_cast<double>(request.rowCount) * pixelHeight,
-                               window.x + window.width, top);
+        const double left = window.x + tieBreaker * pixelWidth;
+        const double top = window.y + window.height - tieBreaker * pixelHeight -
+                           static_cast<double>(request.firstRow) * pixelHeight;
+        const PDFRectangle box(left, top - static_cast<double>(request.rowCount) * pixelHeight,
+                               left + window.width, top);
         const PDFRectangle clip(visible.x, visible.y, visible.x + visible.width,
                                 visible.y + visible.height);
         constexpr double pointsPerInch = 72;
-        const double horizontal =
-            pointsPerInch * static_cast<double>(request.size.width) / window.width;
+        const double horizontal = pointsPerInch / pixelWidth;
         const double vertical = pointsPerInch / pixelHeight;
         Gfx interpreter(document_.get(), &device, request.page, page.getResourceDict(), horizontal,
                         vertical, &box, &clip, 0);

@@ -1,0 +1,371 @@
+#include "PrintPrep/raster/PopplerRenderer.h"
+
+#include "support/Rendering.h"
+#include "support/TestPDF.h"
+
+#include <cstdint>
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+/// What painting operators other than plain fills make of colours: shadings, patterns, soft masks,
+/// blend modes, and pages that are composited as RGB.
+namespace Bleedwise {
+namespace {
+
+using Testing::at;
+using Testing::Inks;
+using Testing::middle;
+using Testing::noInk;
+using Testing::render;
+using Testing::separated;
+using Testing::TestPDF;
+
+constexpr int tolerance = 2;
+
+void expectNear(const Inks& inks, const Inks& expected, int distance = tolerance) {
+    EXPECT_LE(inks.distance(expected), distance) << inks << " instead of " << expected;
+}
+
+Inks sRGB(double red, double green, double blue) {
+    return separated(Profile::sRGB(), {red, green, blue});
+}
+
+std::string bytes(std::initializer_list<int> values) {
+    std::string text;
+    for (const int value : values)
+        text += static_cast<char>(value);
+    return text;
+}
+
+/// A page filled with a shading, given as a dictionary, or with a mesh's data as a stream.
+std::string shaded(const std::string& entries, const std::string& data = {}) {
+    TestPDF pdf;
+    const std::string shading =
+        data.empty() ? pdf.object("<< " + entries + " >>") : pdf.stream(entries, data);
+    pdf.page({"/Shade sh", "/Shading << /Shade " + shading + " >>"});
+    return pdf.bytes();
+}
+
+// From half blue to half red: the middle is of neither end, so that a shading which interpolates
+// anything but the numbers of its colour space shows.
+const char* const rgbRamp =
+    "/Function << /FunctionType 2 /Domain [0 1] /N 1 /C0 [0.1 0.2 0.9] /C1 [0.9 0.3 0.1] >>";
+const char* const cmykRamp =
+    "/Function << /FunctionType 2 /Domain [0 1] /N 1 /C0 [0 0 0 0] /C1 [0 0 0 1] >>";
+
+TEST(FunctionShading, IsSeparatedPixelByPixel) {
+    TestPDF pdf;
+    const std::string function =
+        pdf.stream("/FunctionType 4 /Domain [0 1 0 1] /Range [0 1 0 1 0 1]", "{ 0.25 }");
+    pdf.page({"/Shade sh", "/Shading << /Shade << /ShadingType 1 /ColorSpace /DeviceRGB /Matrix "
+                           "[24 0 0 24 0 0] /Function " +
+                               function + " >> >>"});
+    const CMYKImage image = render(pdf.bytes());
+    expectNear(at(image, 50, 50), sRGB(0.505, 0.495, 0.25), 3);
+    expectNear(at(image, 10, 90), sRGB(0.105, 0.095, 0.25), 5);
+}
+
+TEST(AxialShading, IsSeparatedPixelByPixel) {
+    const CMYKImage image = render(
+        shaded("/ShadingType 2 /ColorSpace /DeviceRGB /Coords [0 0 24 0] " + std::string(rgbRamp)));
+    expectNear(at(image, 50, 50), sRGB(0.504, 0.2505, 0.496), 3);
+    expectNear(at(image, 0, 50), sRGB(0.104, 0.2005, 0.896), 3);
+}
+
+TEST(AxialShading, KeepsBlackAlone) {
+    const Inks inks = middle(shaded("/ShadingType 2 /ColorSpace /DeviceCMYK /Coords [0 0 24 0] " +
+                                    std::string(cmykRamp)));
+    expectNear(inks, {{0, 0, 0, 128}});
+    EXPECT_EQ(inks.values[0] + inks.values[1] + inks.values[2], 0);
+}
+
+TEST(RadialShading, IsSeparatedPixelByPixel) {
+    const CMYKImage image =
+        render(shaded("/ShadingType 3 /ColorSpace /DeviceRGB /Coords [12 12 0 12 12 12] " +
+                      std::string(rgbRamp)));
+    expectNear(at(image, 75, 50), sRGB(0.5, 0.25, 0.5), 4); // half way out
+}
+
+// Free-form triangles: flag, x, y in bytes over 24 points, RGB.
+const char* const meshEntries =
+    "/ShadingType 4 /ColorSpace /DeviceRGB /BitsPerCoordinate 8 /BitsPerComponent 8 /BitsPerFlag 8 "
+    "/Decode [0 24 0 24 0 1 0 1 0 1]";
+
+TEST(TriangleShading, IsSeparatedBetweenItsCorners) {
+    // One triangle over the whole page, whose colour runs along x from 0 to 48 points.
+    const std::string data =
+        bytes({0, 0, 0, 26, 51, 230, 0, 255, 0, 230, 77, 26, 0, 0, 255, 26, 51, 230});
+    TestPDF pdf;
+    const std::string shading = pdf.stream(meshEntries, data);
+    pdf.page({"2 0 0 2 0 0 cm /Shade sh", "/Shading << /Shade " + shading + " >>"});
+    // The middle is a quarter of the way.
+    expectNear(middle(pdf.bytes()), sRGB(0.303, 0.227, 0.698), 4);
+}
+
+TEST(TriangleShading, OfOneColorIsThatColor) {
+    const std::string data =
+        bytes({0, 0, 0, 26, 51, 230, 0, 255, 0, 26, 51, 230, 0, 0, 255, 26, 51, 230});
+    TestPDF pdf;
+    const std::string shading = pdf.stream(meshEntries, data);
+    pdf.page({"2 0 0 2 0 0 cm /Shade sh", "/Shading << /Shade " + shading + " >>"});
+    expectNear(middle(pdf.bytes()), sRGB(26 / 255., 51 / 255., 230 / 255.));
+}
+
+TEST(LatticeShading, IsSeparatedBetweenItsCorners) {
+    const std::string data =
+        bytes({0, 0, 26, 51, 230, 255, 0, 230, 77, 26, 0, 255, 26, 51, 230, 255, 255, 230, 77, 26});
+    expectNear(middle(shaded("/ShadingType 5 /VerticesPerRow 2 /ColorSpace /DeviceRGB "
+                             "/BitsPerCoordinate 8 /BitsPerComponent 8 "
+                             "/Decode [0 24 0 24 0 1 0 1 0 1]",
+                             data)),
+               sRGB(0.502, 0.251, 0.502), 4);
+}
+
+/// The 12 points around a square patch, in bytes.
+std::string patchBorder() {
+    return bytes({0,   0,   0,   85,  0,   170, 0,   255, 85,  255, 170, 255,
+                  255, 255, 255, 170, 255, 85,  255, 0,   170, 0,   85,  0});
+}
+
+const char* const patchEntries =
+    "/ColorSpace /DeviceRGB /BitsPerCoordinate 8 /BitsPerComponent 8 /BitsPerFlag 8 "
+    "/Decode [0 24 0 24 0 1 0 1 0 1]";
+
+// Corners in the order lower left, upper left, upper right, lower right.
+std::string patchColors() {
+    return bytes({26, 51, 230, 26, 51, 230, 230, 77, 26, 230, 77, 26});
+}
+
+TEST(CoonsShading, IsSeparatedBetweenItsCorners) {
+    expectNear(middle(shaded("/ShadingType 6 " + std::string(patchEntries),
+                             bytes({0}) + patchBorder() + patchColors())),
+               sRGB(0.502, 0.251, 0.502), 5);
+}
+
+TEST(TensorShading, IsSeparatedBetweenItsCorners) {
+    const std::string inner = bytes({85, 85, 85, 170, 170, 170, 170, 85});
+    expectNear(middle(shaded("/ShadingType 7 " + std::string(patchEntries),
+                             bytes({0}) + patchBorder() + inner + patchColors())),
+               sRGB(0.502, 0.251, 0.502), 5);
+}
+
+TEST(ShadingPattern, IsSeparatedPixelByPixel) {
+    TestPDF pdf;
+    const std::string pattern =
+        pdf.object("<< /PatternType 2 /Shading << /ShadingType 2 /ColorSpace /DeviceRGB /Coords "
+                   "[0 0 24 0] " +
+                   std::string(rgbRamp) + " >> >>");
+    pdf.page({"/Pattern cs /Ramp scn 2 2 20 20 re f", "/Pattern << /Ramp " + pattern + " >>"});
+    expectNear(middle(pdf.bytes()), sRGB(0.504, 0.2505, 0.496), 3);
+}
+
+TEST(TilingPattern, IsSeparated) {
+    TestPDF pdf;
+    const std::string pattern =
+        pdf.stream("/PatternType 1 /PaintType 1 /TilingType 1 /BBox [0 0 2 2] /XStep 2 /YStep 2 "
+                   "/Resources << >>",
+                   "0.1 0.2 0.9 rg 0 0 2 2 re f");
+    pdf.page({"/Pattern cs /Tile scn 0 0 24 24 re f", "/Pattern << /Tile " + pattern + " >>"});
+    expectNear(middle(pdf.bytes()), sRGB(0.1, 0.2, 0.9));
+}
+
+TEST(TilingPattern, WithoutColorsTakesTheGivenOne) {
+    TestPDF pdf;
+    const std::string pattern =
+        pdf.stream("/PatternType 1 /PaintType 2 /TilingType 1 /BBox [0 0 2 2] /XStep 2 /YStep 2 "
+                   "/Resources << >>",
+                   "0 0 2 2 re f");
+    pdf.page(
+        {"/Tint cs 0.1 0.2 0.9 /Tile scn 0 0 24 24 re f",
+         "/Pattern << /Tile " + pattern + " >> /ColorSpace << /Tint [/Pattern /DeviceRGB] >>"});
+    expectNear(middle(pdf.bytes()), sRGB(0.1, 0.2, 0.9));
+}
+
+TEST(Type3Font, IsPaintedInTheTextsColor) {
+    TestPDF pdf;
+    const std::string glyph = pdf.stream("", "1000 0 0 0 1000 1000 d1 0 0 1000 1000 re f");
+    const std::string font =
+        pdf.object("<< /Type /Font /Subtype /Type3 /FontBBox [0 0 1000 1000] /FontMatrix "
+                   "[0.001 0 0 0.001 0 0] /FirstChar 97 /LastChar 97 /Widths [1000] /Encoding "
+                   "<< /Differences [97 /square] >> /Resources << >> /CharProcs << /square " +
+                   glyph + " >> >>");
+    pdf.page({"BT 0.1 0.2 0.9 rg /Square 24 Tf (a) Tj ET", "/Font << /Square " + font + " >>"});
+    expectNear(middle(pdf.bytes()), sRGB(0.1, 0.2, 0.9));
+}
+
+TEST(Text, InBlackIsBlackAlone) {
+    const CMYKImage image = render(TestPDF::ofPage(
+        {"BT 0 g /Sans 40 Tf -4 0 Td (MMM) Tj ET",
+         "/Font << /Sans << /Type /Font /Subtype /Type1 /BaseFont /Helvetica-Bold >> >>"}));
+    int black = 0;
+    for (std::int64_t y = 0; y < image.height(); ++y) {
+        for (std::int64_t x = 0; x < image.width(); ++x) {
+            const Inks inks = at(image, x, y);
+            ASSERT_EQ(inks.values[0] + inks.values[1] + inks.values[2], 0) << x << ", " << y;
+            black += inks.values[3] == 255 ? 1 : 0;
+        }
+    }
+    EXPECT_GT(black, 500);
+}
+
+TEST(ConstantAlpha, MixesInks) {
+    expectNear(middle(TestPDF::ofPage({"1 0 0 0 k 0 0 24 24 re f /Half gs 0 0 0 1 k 0 0 24 24 re f",
+                                       "/ExtGState << /Half << /ca 0.5 >> >>"})),
+               {{128, 0, 0, 128}});
+}
+
+TEST(SoftMask, OfLuminosityLetsTheColorThrough) {
+    TestPDF pdf;
+    const std::string group =
+        pdf.stream("/Type /XObject /Subtype /Form /BBox [0 0 24 24] /Group << /S /Transparency "
+                   "/CS /DeviceGray >>",
+                   "0.5 g 0 0 24 24 re f");
+    pdf.page({"/Masked gs 0 0 0 1 k 0 0 24 24 re f",
+              "/ExtGState << /Masked << /SMask << /S /Luminosity /G " + group + " >> >> >>"});
+    expectNear(middle(pdf.bytes()), {{0, 0, 0, 128}});
+}
+
+TEST(SoftMask, OfRGBLuminosityWeighsTheColors) {
+    TestPDF pdf;
+    const std::string group =
+        pdf.stream("/Type /XObject /Subtype /Form /BBox [0 0 24 24] /Group << /S /Transparency "
+                   "/CS /DeviceRGB /I true >>",
+                   "0 1 0 rg 0 0 24 24 re f");
+    pdf.page({"/Masked gs 0 0 0 1 k 0 0 24 24 re f",
+              "/ExtGState << /Masked << /SMask << /S /Luminosity /G " + group + " >> >> >>"});
+    expectNear(middle(pdf.bytes()), {{0, 0, 0, 150}}); // 0.59 of 255 (ISO 32000-1, 11.5.3)
+}
+
+TEST(SoftMask, OfAnImageLetsItThrough) {
+    TestPDF pdf;
+    const std::string mask =
+        pdf.stream("/Type /XObject /Subtype /Image /Width 1 /Height 1 /BitsPerComponent 8 "
+                   "/ColorSpace /DeviceGray",
+                   bytes({128}));
+    const std::string image =
+        pdf.stream("/Type /XObject /Subtype /Image /Width 1 /Height 1 /BitsPerComponent 8 "
+                   "/ColorSpace /DeviceRGB /SMask " +
+                       mask,
+                   bytes({26, 51, 230}));
+    pdf.page({"24 0 0 24 0 0 cm /Picture Do", "/XObject << /Picture " + image + " >>"});
+    Inks expected = sRGB(26 / 255., 51 / 255., 230 / 255.);
+    for (int& ink : expected.values)
+        ink = (ink * 128 + 127) / 255;
+    expectNear(middle(pdf.bytes()), expected);
+}
+
+TEST(StencilMask, IsPaintedInTheCurrentColor) {
+    TestPDF pdf;
+    const std::string image = pdf.stream(
+        "/Type /XObject /Subtype /Image /Width 8 /Height 1 /BitsPerComponent 1 /ImageMask true",
+        bytes({0}));
+    pdf.page(
+        {"0.1 0.2 0.9 rg 24 0 0 24 0 0 cm /Stencil Do", "/XObject << /Stencil " + image + " >>"});
+    expectNear(middle(pdf.bytes()), sRGB(0.1, 0.2, 0.9));
+}
+
+TEST(InlineImage, IsSeparated) {
+    expectNear(middle(TestPDF::ofPage({"24 0 0 24 0 0 cm BI /W 1 /H 1 /CS /RGB /BPC 8 /F /AHx ID " +
+                                       Testing::hexadecimal(bytes({26, 51, 230})) + " EI"})),
+               sRGB(26 / 255., 51 / 255., 230 / 255.));
+}
+
+TEST(DecodeArray, IsHonouredInManagedImages) {
+    TestPDF pdf;
+    const std::string image =
+        pdf.stream("/Type /XObject /Subtype /Image /Width 1 /Height 1 /BitsPerComponent 8 "
+                   "/ColorSpace /DeviceRGB /Decode [1 0 1 0 1 0]",
+                   bytes({229, 204, 25}));
+    pdf.page({"24 0 0 24 0 0 cm /Picture Do", "/XObject << /Picture " + image + " >>"});
+    expectNear(middle(pdf.bytes()), sRGB(26 / 255., 51 / 255., 230 / 255.));
+}
+
+TEST(FourBitImage, IsSeparated) {
+    TestPDF pdf;
+    const std::string image =
+        pdf.stream("/Type /XObject /Subtype /Image /Width 1 /Height 1 /BitsPerComponent 4 "
+                   "/ColorSpace /DeviceRGB",
+                   bytes({0x13, 0xe0}));
+    pdf.page({"24 0 0 24 0 0 cm /Picture Do", "/XObject << /Picture " + image + " >>"});
+    expectNear(middle(pdf.bytes()), sRGB(1 / 15., 3 / 15., 14 / 15.));
+}
+
+TEST(BlendMode, MultipliesInks) {
+    // Multiply on subtractive colours: 1 − (1 − a)(1 − b) (ISO 32000-1, 11.3.5.2 and 11.3.4).
+    expectNear(middle(TestPDF::ofPage(
+                   {"0.5 0 0 0 k 0 0 24 24 re f /Multiply gs 0.5 0 0 0.2 k 0 0 24 24 re f",
+                    "/ExtGState << /Multiply << /BM /Multiply >> >>"})),
+               {{191, 0, 0, 51}});
+}
+
+/// A page whose group names a colour space: RGB blue, and red over it with a blend mode.
+std::string groupPage(const std::string& space, const std::string& mode) {
+    return TestPDF::ofPage({"0.2 0.4 0.9 rg 0 0 24 24 re f /Blend gs 0.9 0.5 0.3 rg 0 0 24 24 re f",
+                            "/ExtGState << /Blend << /BM /" + mode + " >> >>", "0 0 24 24",
+                            "/Group << /S /Transparency /CS /" + space + " >>"});
+}
+
+TEST(PageGroup, OfRGBIsCompositedAsRGBWhereItBlends) {
+    expectNear(middle(groupPage("DeviceRGB", "Multiply")), sRGB(0.18, 0.2, 0.27), 4);
+    expectNear(middle(groupPage("DeviceRGB", "Difference")), sRGB(0.7, 0.1, 0.6), 4);
+    expectNear(middle(groupPage("DeviceRGB", "Screen")), sRGB(0.92, 0.7, 0.93), 4);
+}
+
+TEST(PageGroup, OfCMYKIsCompositedAsCMYK) {
+    EXPECT_GT(middle(groupPage("DeviceCMYK", "Multiply")).distance(sRGB(0.18, 0.2, 0.27)), 4);
+}
+
+TEST(PageGroup, OfRGBWithoutBlendingKeepsBlackAlone) {
+    EXPECT_EQ(middle(TestPDF::ofPage({"0 g 0 0 24 24 re f", "", "0 0 24 24",
+                                      "/Group << /S /Transparency /CS /DeviceRGB >>"})),
+              (Inks{{0, 0, 0, 255}}));
+}
+
+TEST(PageGroup, OfRGBFindsBlendingInForms) {
+    TestPDF pdf;
+    const std::string form =
+        pdf.stream("/Type /XObject /Subtype /Form /BBox [0 0 24 24] /Resources << /ExtGState << "
+                   "/Blend << /BM [/Multiply /Normal] >> >> >>",
+                   "/Blend gs 0.9 0.5 0.3 rg 0 0 24 24 re f");
+    pdf.page({"0.2 0.4 0.9 rg 0 0 24 24 re f /Form Do", "/XObject << /Form " + form + " >>",
+              "0 0 24 24", "/Group << /S /Transparency /CS /DeviceRGB >>"});
+    expectNear(middle(pdf.bytes()), sRGB(0.18, 0.2, 0.27), 4);
+}
+
+TEST(PageGroup, OfTaggedRGBIsCompositedInItsProfile) {
+    TestPDF pdf;
+    const std::string bytesOfProfile = Testing::adobeRGBProfile();
+    const std::string profile = pdf.stream("/N 3", bytesOfProfile);
+    const std::string space = "[/ICCBased " + profile + "]";
+    pdf.page({"/Tint cs 0.2 0.4 0.9 sc 0 0 24 24 re f /Blend gs 0.9 0.5 0.3 sc 0 0 24 24 re f",
+              "/ExtGState << /Blend << /BM /Multiply >> >> /ColorSpace << /Tint " + space + " >>",
+              "0 0 24 24", "/Group << /S /Transparency /CS " + space + " >>"});
+    expectNear(middle(pdf.bytes()),
+               separated(*Profile::fromBytes(bytesOfProfile), {0.18, 0.2, 0.27}), 4);
+}
+
+TEST(PageGroup, OfRGBLeavesThePaperWithoutInk) {
+    const CMYKImage image = render(TestPDF::ofPage(
+        {"/Blend gs 0.9 0.5 0.3 rg 0 0 12 24 re f", "/ExtGState << /Blend << /BM /Multiply >> >>",
+         "0 0 24 24", "/Group << /S /Transparency /CS /DeviceRGB >>"}));
+    EXPECT_EQ(at(image, 75, 50), noInk);
+    EXPECT_NE(at(image, 25, 50), noInk);
+}
+
+TEST(Rows, DrawnApartAreThoseDrawnTogether) {
+    const std::string pdf = TestPDF::ofPage(
+        {"0.1 0.2 0.9 rg 3.3 3.3 m 20.2 5.1 l 11 21.7 l f 0 g 0.7 w 1 1 m 23 22 l S BT /Sans 9 Tf "
+         "2 10 Td (Rows) Tj ET",
+         "/Font << /Sans << /Type /Font /Subtype /Type1 /BaseFont /Helvetica >> >>"});
+    const Testing::TemporaryDocument document(pdf);
+    const std::string together = document.rows(0, 100);
+    for (const std::int64_t border : {1, 33, 50, 99})
+        EXPECT_TRUE(document.rows(0, border) + document.rows(border, 100 - border) == together)
+            << border;
+}
+
+} // namespace
+} // namespace Bleedwise
