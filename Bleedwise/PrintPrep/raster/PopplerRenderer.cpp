@@ -30,6 +30,7 @@
 #include <PDFDoc.h>
 #include <Page.h>
 #include <SplashOutputDev.h>
+#include <goo/gmem.h>
 #include <splash/Splash.h>
 #include <splash/SplashBitmap.h>
 
@@ -665,15 +666,103 @@ public:
     ShadingSpace& operator=(const ShadingSpace&) = delete;
     ~ShadingSpace() { shading_.*Access::member() = original_; }
 
-private:
-    /// Only a derived class may name the member.
+    /// The member, which only a derived class may name.
     struct Access : GfxShading {
         static GfxColorSpace* GfxShading::*member() { return &Access::colorSpace; }
     };
 
+private:
     GfxShading& shading_;
     GfxColorSpace* original_;
     std::unique_ptr<GfxColorSpace> space_;
+};
+
+/// Cuts the triangles of a mesh so finely that it makes no difference whether colours are
+/// interpolated before they are converted, as they should be, or afterwards, as Splash does it.
+class TriangleCutter {
+public:
+    /// The mesh in pieces, with `space` for its colour space; nothing when it is fine enough. The
+    /// mesh must not have functions.
+    static std::unique_ptr<GfxGouraudTriangleShading> cut(GfxGouraudTriangleShading& mesh,
+                                                          const GfxColorSpace& space) {
+        TriangleCutter cutter(static_cast<std::size_t>(space.getNComps()));
+        std::vector<Triangle> triangles(static_cast<std::size_t>(mesh.getNTriangles()));
+        GfxColorComp range = 0;
+        for (std::size_t i = 0; i < triangles.size(); ++i) {
+            auto& [a, b, c] = triangles[i];
+            mesh.getTriangle(static_cast<int>(i), &a.x, &a.y, &a.color, &b.x, &b.y, &b.color, &c.x,
+                             &c.y, &c.color);
+            range = std::max(
+                {range, cutter.distance(a, b), cutter.distance(b, c), cutter.distance(c, a)});
+        }
+        // The same depth everywhere: neighbours keep their corners in common.
+        int depth = 0;
+        for (std::size_t count = triangles.size();
+             (range >> depth) > fineRange && count * 4 <= mostTriangles; count *= 4)
+            ++depth;
+        if (depth == 0)
+            return nullptr;
+        for (const Triangle& triangle : triangles)
+            cutter.add(triangle, depth);
+        return cutter.shading(mesh.getType(), space);
+    }
+
+private:
+    using Triangle = std::array<GfxGouraudVertex, 3>;
+
+    /// Largest difference between corners in a channel. Within it the error of interpolating inks
+    /// is below one in 255.
+    static constexpr GfxColorComp fineRange = gfxColorComp1 / 16;
+    static constexpr std::size_t mostTriangles = 1U << 19U;
+
+    explicit TriangleCutter(std::size_t channels) : channels_(channels) {}
+
+    GfxColorComp distance(const GfxGouraudVertex& a, const GfxGouraudVertex& b) const {
+        GfxColorComp largest = 0;
+        for (std::size_t i = 0; i < channels_; ++i)
+            largest = std::max(largest, std::abs(a.color.c[i] - b.color.c[i]));
+        return largest;
+    }
+
+    GfxGouraudVertex between(const GfxGouraudVertex& a, const GfxGouraudVertex& b) const {
+        GfxGouraudVertex middle{};
+        middle.x = (a.x + b.x) / 2;
+        middle.y = (a.y + b.y) / 2;
+        for (std::size_t i = 0; i < channels_; ++i)
+            middle.color.c[i] = a.color.c[i] + (b.color.c[i] - a.color.c[i]) / 2;
+        return middle;
+    }
+
+    void add(const Triangle& triangle, int depth) {
+        if (depth == 0) {
+            corners_.insert(corners_.end(), triangle.begin(), triangle.end());
+            return;
+        }
+        const auto& [a, b, c] = triangle;
+        const GfxGouraudVertex ab = between(a, b);
+        const GfxGouraudVertex bc = between(b, c);
+        const GfxGouraudVertex ca = between(c, a);
+        for (const Triangle& part :
+             {Triangle{a, ab, ca}, Triangle{ab, b, bc}, Triangle{ca, bc, c}, Triangle{ab, bc, ca}})
+            add(part, depth - 1);
+    }
+
+    std::unique_ptr<GfxGouraudTriangleShading> shading(int type, const GfxColorSpace& space) const {
+        // Poppler releases both arrays with its own allocator.
+        const auto count = static_cast<int>(corners_.size());
+        auto* vertices = static_cast<GfxGouraudVertex*>(gmallocn(count, sizeof(GfxGouraudVertex)));
+        std::copy(corners_.begin(), corners_.end(), vertices);
+        auto* triangles = static_cast<int(*)[3]>(gmallocn(count / 3, sizeof(int[3])));
+        for (int i = 0; i < count; ++i)
+            triangles[i / 3][i % 3] = i;
+        auto result = std::make_unique<GfxGouraudTriangleShading>(
+            type, vertices, count, triangles, count / 3, std::vector<std::unique_ptr<Function>>());
+        (*result).*ShadingSpace::Access::member() = space.copy();
+        return result;
+    }
+
+    std::size_t channels_;
+    std::vector<GfxGouraudVertex> corners_;
 };
 
 /// Poppler's bitmap device with the colours of `ColorManager`.
@@ -772,7 +861,10 @@ public:
     }
     bool gouraudTriangleShadedFill(GfxState* state, GfxGouraudTriangleShading* shading) override {
         const auto managed = managedSpace(state, *shading);
-        return SplashOutputDev::gouraudTriangleShadedFill(state, shading);
+        std::unique_ptr<GfxGouraudTriangleShading> pieces;
+        if (managed && !shading->isParameterized())
+            pieces = TriangleCutter::cut(*shading, *shading->getColorSpace());
+        return SplashOutputDev::gouraudTriangleShadedFill(state, pieces ? pieces.get() : shading);
     }
 
 private:

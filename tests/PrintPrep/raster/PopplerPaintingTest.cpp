@@ -3,6 +3,7 @@
 #include "support/Rendering.h"
 #include "support/TestPDF.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <initializer_list>
 #include <string>
@@ -31,6 +32,18 @@ void expectNear(const Inks& inks, const Inks& expected, int distance = tolerance
 
 Inks sRGB(double red, double green, double blue) {
     return separated(Profile::sRGB(), {red, green, blue});
+}
+
+/// Expects a colour of the ramp from blue to red that many tests use, near `part` of the way: the
+/// colour has to be right, while renderers sample a pixel at its corner or its middle.
+void expectOnRamp(const Inks& inks, double part) {
+    int nearest = 255;
+    for (int step = -20; step <= 20; ++step) {
+        const double t = part + step / 1000.;
+        nearest =
+            std::min(nearest, inks.distance(sRGB(0.1 + 0.8 * t, 0.2 + 0.1 * t, 0.9 - 0.8 * t)));
+    }
+    EXPECT_LE(nearest, tolerance) << inks << " is no colour at " << part << " of the ramp";
 }
 
 std::string bytes(std::initializer_list<int> values) {
@@ -71,8 +84,8 @@ TEST(FunctionShading, IsSeparatedPixelByPixel) {
 TEST(AxialShading, IsSeparatedPixelByPixel) {
     const CMYKImage image = render(
         shaded("/ShadingType 2 /ColorSpace /DeviceRGB /Coords [0 0 24 0] " + std::string(rgbRamp)));
-    expectNear(at(image, 50, 50), sRGB(0.504, 0.2505, 0.496), 3);
-    expectNear(at(image, 0, 50), sRGB(0.104, 0.2005, 0.896), 3);
+    expectOnRamp(at(image, 50, 50), 0.5);
+    expectOnRamp(at(image, 0, 50), 0);
 }
 
 TEST(AxialShading, KeepsBlackAlone) {
@@ -86,7 +99,7 @@ TEST(RadialShading, IsSeparatedPixelByPixel) {
     const CMYKImage image =
         render(shaded("/ShadingType 3 /ColorSpace /DeviceRGB /Coords [12 12 0 12 12 12] " +
                       std::string(rgbRamp)));
-    expectNear(at(image, 75, 50), sRGB(0.5, 0.25, 0.5), 4); // half way out
+    expectOnRamp(at(image, 75, 50), 0.5);
 }
 
 // Free-form triangles: flag, x, y in bytes over 24 points, RGB.
@@ -102,7 +115,7 @@ TEST(TriangleShading, IsSeparatedBetweenItsCorners) {
     const std::string shading = pdf.stream(meshEntries, data);
     pdf.page({"2 0 0 2 0 0 cm /Shade sh", "/Shading << /Shade " + shading + " >>"});
     // The middle is a quarter of the way.
-    expectNear(middle(pdf.bytes()), sRGB(0.303, 0.227, 0.698), 4);
+    expectOnRamp(middle(pdf.bytes()), 0.25);
 }
 
 TEST(TriangleShading, OfOneColorIsThatColor) {
@@ -117,11 +130,11 @@ TEST(TriangleShading, OfOneColorIsThatColor) {
 TEST(LatticeShading, IsSeparatedBetweenItsCorners) {
     const std::string data =
         bytes({0, 0, 26, 51, 230, 255, 0, 230, 77, 26, 0, 255, 26, 51, 230, 255, 255, 230, 77, 26});
-    expectNear(middle(shaded("/ShadingType 5 /VerticesPerRow 2 /ColorSpace /DeviceRGB "
-                             "/BitsPerCoordinate 8 /BitsPerComponent 8 "
-                             "/Decode [0 24 0 24 0 1 0 1 0 1]",
-                             data)),
-               sRGB(0.502, 0.251, 0.502), 4);
+    expectOnRamp(middle(shaded("/ShadingType 5 /VerticesPerRow 2 /ColorSpace /DeviceRGB "
+                               "/BitsPerCoordinate 8 /BitsPerComponent 8 "
+                               "/Decode [0 24 0 24 0 1 0 1 0 1]",
+                               data)),
+                 0.5);
 }
 
 /// The 12 points around a square patch, in bytes.
@@ -140,16 +153,16 @@ std::string patchColors() {
 }
 
 TEST(CoonsShading, IsSeparatedBetweenItsCorners) {
-    expectNear(middle(shaded("/ShadingType 6 " + std::string(patchEntries),
-                             bytes({0}) + patchBorder() + patchColors())),
-               sRGB(0.502, 0.251, 0.502), 5);
+    expectOnRamp(middle(shaded("/ShadingType 6 " + std::string(patchEntries),
+                               bytes({0}) + patchBorder() + patchColors())),
+                 0.5);
 }
 
 TEST(TensorShading, IsSeparatedBetweenItsCorners) {
     const std::string inner = bytes({85, 85, 85, 170, 170, 170, 170, 85});
-    expectNear(middle(shaded("/ShadingType 7 " + std::string(patchEntries),
-                             bytes({0}) + patchBorder() + inner + patchColors())),
-               sRGB(0.502, 0.251, 0.502), 5);
+    expectOnRamp(middle(shaded("/ShadingType 7 " + std::string(patchEntries),
+                               bytes({0}) + patchBorder() + inner + patchColors())),
+                 0.5);
 }
 
 TEST(ShadingPattern, IsSeparatedPixelByPixel) {
@@ -159,7 +172,7 @@ TEST(ShadingPattern, IsSeparatedPixelByPixel) {
                    "[0 0 24 0] " +
                    std::string(rgbRamp) + " >> >>");
     pdf.page({"/Pattern cs /Ramp scn 2 2 20 20 re f", "/Pattern << /Ramp " + pattern + " >>"});
-    expectNear(middle(pdf.bytes()), sRGB(0.504, 0.2505, 0.496), 3);
+    expectOnRamp(middle(pdf.bytes()), 0.5);
 }
 
 TEST(TilingPattern, IsSeparated) {
