@@ -1,0 +1,158 @@
+#include "PrintPrep/raster/ColorConverter.h"
+
+#include "support/Rendering.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace Bleedwise {
+namespace {
+
+using Testing::outputProfile;
+
+std::shared_ptr<const ColorConverter> fromSRGB(Intent intent = Intent::relativeColorimetric) {
+    return ColorConverter::create(Profile::sRGB(), outputProfile().profile(), intent);
+}
+
+/// Colours without a pattern, the same at every run.
+std::vector<std::uint8_t> randomBytes(std::size_t count) {
+    std::vector<std::uint8_t> bytes;
+    std::uint32_t random = 1;
+    for (std::size_t i = 0; i < count; ++i) {
+        random = random * 1664525 + 1013904223; // Numerical Recipes' generator
+        bytes.push_back(static_cast<std::uint8_t>(random >> 24U));
+    }
+    return bytes;
+}
+
+/// How many of a million bytes differ by more than `distance`.
+std::size_t perMillion(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b,
+                       int distance) {
+    std::size_t different = 0;
+    for (std::size_t i = 0; i < a.size(); ++i)
+        different += std::abs(a[i] - b[i]) > distance ? 1U : 0U;
+    return different * 1'000'000 / a.size();
+}
+
+TEST(IntentNamed, KnowsTheNamesOfAPDF) {
+    EXPECT_EQ(intentNamed("Perceptual"), Intent::perceptual);
+    EXPECT_EQ(intentNamed("RelativeColorimetric"), Intent::relativeColorimetric);
+    EXPECT_EQ(intentNamed("Saturation"), Intent::saturation);
+    EXPECT_EQ(intentNamed("AbsoluteColorimetric"), Intent::absoluteColorimetric);
+}
+
+TEST(IntentNamed, TakesUnknownNamesForRelativeColorimetric) {
+    EXPECT_EQ(intentNamed("Vivid"), Intent::relativeColorimetric);
+    EXPECT_EQ(intentNamed(""), Intent::relativeColorimetric);
+}
+
+TEST(ColorConverter, IsNotMadeFromAProfileWithoutTables) {
+    // A header and an empty list of tags.
+    std::string header = Testing::otherCMYKProfile().substr(0, 132);
+    std::fill(header.begin() + 128, header.end(), '\0');
+    header.replace(0, 4, std::string("\0\0\0\x84", 4));
+    const auto empty = Profile::fromBytes(header);
+    ASSERT_TRUE(empty);
+    EXPECT_EQ(ColorConverter::create(*empty, outputProfile().profile(), Intent::perceptual),
+              nullptr);
+}
+
+TEST(ColorConverter, RoundsPixelsFromItsPreciseColors) {
+    const auto converter = fromSRGB();
+    const std::vector<std::uint8_t> source = randomBytes(3 * 1000);
+    std::vector<std::uint8_t> pixels(4 * 1000);
+    converter->convertPixels(source.data(), pixels.data(), 1000);
+    for (std::size_t pixel = 0; pixel < 1000; ++pixel) {
+        const std::array<double, 3> color = {source[3 * pixel] / 255., source[3 * pixel + 1] / 255.,
+                                             source[3 * pixel + 2] / 255.};
+        std::array<std::uint16_t, 4> precise{};
+        converter->convert(color.data(), precise.data());
+        for (std::size_t ink = 0; ink < 4; ++ink)
+            ASSERT_NEAR(pixels[4 * pixel + ink], precise[ink] / 257., 0.51);
+    }
+}
+
+TEST(ColorConverterTable, IsNearlyAsPreciseAsTheProfiles) {
+    const auto converter = fromSRGB();
+    constexpr std::size_t count = 100'000;
+    const std::vector<std::uint8_t> source = randomBytes(3 * count);
+    std::vector<std::uint8_t> precise(4 * count);
+    std::vector<std::uint8_t> table(4 * count);
+    converter->convertPixels(source.data(), precise.data(), count);
+    converter->convertPixelsByTable(source.data(), table.data(), count);
+    EXPECT_LT(perMillion(precise, table, 1), 3'000U);
+    EXPECT_LT(perMillion(precise, table, 2), 300U);
+    EXPECT_EQ(perMillion(precise, table, 6), 0U);
+}
+
+TEST(ColorConverterTable, IsPreciseOnItsGrid) {
+    const auto converter = fromSRGB();
+    std::vector<std::uint8_t> source;
+    for (int red = 0; red <= 255; red += 15) {
+        for (int green = 0; green <= 255; green += 15) {
+            for (int blue = 0; blue <= 255; blue += 15) {
+                for (const int level : {red, green, blue})
+                    source.push_back(static_cast<std::uint8_t>(level));
+            }
+        }
+    }
+    const std::size_t count = source.size() / 3;
+    std::vector<std::uint8_t> precise(4 * count);
+    std::vector<std::uint8_t> table(4 * count);
+    converter->convertPixels(source.data(), precise.data(), count);
+    converter->convertPixelsByTable(source.data(), table.data(), count);
+    EXPECT_EQ(perMillion(precise, table, 1), 0U);
+}
+
+TEST(ColorConverterTable, OfCMYKIsNearlyAsPreciseAsTheProfiles) {
+    const auto converter =
+        ColorConverter::create(*Profile::fromBytes(Testing::otherCMYKProfile()),
+                               outputProfile().profile(), Intent::relativeColorimetric);
+    constexpr std::size_t count = 20'000;
+    const std::vector<std::uint8_t> source = randomBytes(4 * count);
+    std::vector<std::uint8_t> precise(4 * count);
+    std::vector<std::uint8_t> table(4 * count);
+    converter->convertPixels(source.data(), precise.data(), count);
+    converter->convertPixelsByTable(source.data(), table.data(), count);
+    EXPECT_LT(perMillion(precise, table, 3), 10'000U);
+}
+
+TEST(ColorConverterWhite, IsNoInkInEveryWay) {
+    for (const Intent intent : {Intent::perceptual, Intent::relativeColorimetric,
+                                Intent::saturation, Intent::absoluteColorimetric}) {
+        const auto converter = fromSRGB(intent);
+        const std::array<double, 3> color = {1, 1, 1};
+        std::array<std::uint16_t, 4> inks = {1, 1, 1, 1};
+        converter->convert(color.data(), inks.data());
+        EXPECT_EQ(inks, (std::array<std::uint16_t, 4>{}));
+
+        const std::array<std::uint8_t, 3> pixel = {255, 255, 255};
+        std::array<std::uint8_t, 4> bytes = {1, 1, 1, 1};
+        converter->convertPixels(pixel.data(), bytes.data(), 1);
+        EXPECT_EQ(bytes, (std::array<std::uint8_t, 4>{}));
+        bytes = {1, 1, 1, 1};
+        converter->convertPixelsByTable(pixel.data(), bytes.data(), 1);
+        EXPECT_EQ(bytes, (std::array<std::uint8_t, 4>{}));
+    }
+}
+
+TEST(ColorConverter, ClampsNumbersOutsideTheirRange) {
+    const auto converter = fromSRGB();
+    const std::array<double, 3> beyond = {2, -1, 0.5};
+    const std::array<double, 3> clamped = {1, 0, 0.5};
+    std::array<std::uint16_t, 4> a{};
+    std::array<std::uint16_t, 4> b{};
+    converter->convert(beyond.data(), a.data());
+    converter->convert(clamped.data(), b.data());
+    EXPECT_EQ(a, b);
+}
+
+} // namespace
+} // namespace Bleedwise

@@ -1,0 +1,70 @@
+#include "PrintPrep/raster/RowPredictor.h"
+
+#include <cstdint>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace Bleedwise {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+std::vector<Bytes> predicted(const std::vector<Bytes>& rows) {
+    RowPredictor predictor(rows.front().size());
+    std::vector<Bytes> result;
+    for (const Bytes& row : rows) {
+        Bytes output(predictor.outputBytes());
+        predictor.predict(row.data(), output.data());
+        result.push_back(output);
+    }
+    return result;
+}
+
+TEST(RowPredictor, TakesTheRowAboveAwayWhereThatIsBetter) {
+    EXPECT_EQ(predicted({{9, 8, 7, 6, 90, 80, 70, 60}, {10, 8, 7, 6, 91, 80, 70, 60}})[1],
+              (Bytes{2, 1, 0, 0, 0, 1, 0, 0, 0}));
+}
+
+TEST(RowPredictor, TakesThePixelBeforeAwayWhereThatIsBetter) {
+    EXPECT_EQ(predicted({{0, 0, 0, 0, 0, 0, 0, 0}, {90, 80, 70, 60, 91, 80, 70, 60}})[1],
+              (Bytes{1, 90, 80, 70, 60, 1, 0, 0, 0}));
+}
+
+TEST(RowPredictor, TakesTheFirstRowAgainstNothing) {
+    EXPECT_EQ(predicted({{1, 0, 0, 0, 0, 0, 0, 0}})[0], (Bytes{2, 1, 0, 0, 0, 0, 0, 0, 0}));
+}
+
+TEST(RowPredictor, MakesAnEqualRowZero) {
+    EXPECT_EQ(predicted({{9, 8, 7, 6}, {9, 8, 7, 6}})[1], (Bytes{2, 0, 0, 0, 0}));
+}
+
+TEST(RowPredictor, CanBeUndone) {
+    std::vector<Bytes> rows;
+    std::uint32_t random = 1;
+    for (int row = 0; row < 40; ++row) {
+        Bytes bytes;
+        for (int i = 0; i < 4 * 61; ++i) {
+            random = random * 1664525 + 1013904223;
+            bytes.push_back(static_cast<std::uint8_t>(row % 3 == 0   ? random >> 24U
+                                                      : row % 3 == 1 ? static_cast<unsigned>(i)
+                                                                     : 7U));
+        }
+        rows.push_back(bytes);
+    }
+    const std::vector<Bytes> differences = predicted(rows);
+    Bytes above(rows.front().size());
+    for (std::size_t row = 0; row < rows.size(); ++row) {
+        Bytes restored;
+        for (std::size_t i = 0; i < above.size(); ++i) {
+            const std::uint8_t left = i < 4 ? std::uint8_t{0} : restored[i - 4];
+            const std::uint8_t neighbour = differences[row][0] == 1 ? left : above[i];
+            restored.push_back(static_cast<std::uint8_t>(differences[row][i + 1] + neighbour));
+        }
+        ASSERT_EQ(restored, rows[row]) << row;
+        above = restored;
+    }
+}
+
+} // namespace
+} // namespace Bleedwise
