@@ -33,6 +33,9 @@
 #include <goo/gmem.h>
 #include <splash/Splash.h>
 #include <splash/SplashBitmap.h>
+#include <splash/SplashErrorCodes.h>
+#include <splash/SplashPath.h>
+#include <splash/SplashPattern.h>
 
 namespace Bleedwise {
 namespace {
@@ -765,6 +768,176 @@ private:
     std::vector<GfxGouraudVertex> corners_;
 };
 
+/// Device space to user space.
+class UserSpace {
+public:
+    /// Nothing when the current transformation cannot be undone.
+    static std::optional<UserSpace> of(const GfxState& state) {
+        const double* m = state.getCTM();
+        const double determinant = m[0] * m[3] - m[1] * m[2];
+        if (!std::isnormal(determinant))
+            return std::nullopt;
+        UserSpace space;
+        space.xx_ = m[3] / determinant;
+        space.yx_ = -m[1] / determinant;
+        space.xy_ = -m[2] / determinant;
+        space.yy_ = m[0] / determinant;
+        space.x0_ = (m[2] * m[5] - m[3] * m[4]) / determinant;
+        space.y0_ = (m[1] * m[4] - m[0] * m[5]) / determinant;
+        return space;
+    }
+
+    std::pair<double, double> at(double x, double y) const {
+        return {xx_ * x + xy_ * y + x0_, yx_ * x + yy_ * y + y0_};
+    }
+
+private:
+    double xx_ = 0;
+    double yx_ = 0;
+    double xy_ = 0;
+    double yy_ = 0;
+    double x0_ = 0;
+    double y0_ = 0;
+};
+
+/// How far along an axial shading a point lies (ISO 32000-1, 8.7.4.5.3), from 0 to 1 between its
+/// ends.
+class AxialPosition {
+public:
+    explicit AxialPosition(const GfxAxialShading& shading) {
+        double x1 = 0;
+        double y1 = 0;
+        shading.getCoords(&x0_, &y0_, &x1, &y1);
+        const double dx = x1 - x0_;
+        const double dy = y1 - y0_;
+        const double length = dx * dx + dy * dy;
+        isUsable_ = std::isnormal(length);
+        dx_ = dx / length;
+        dy_ = dy / length;
+    }
+
+    bool isUsable() const { return isUsable_; }
+
+    template <typename IsPainted>
+    std::optional<double> at(double x, double y, const IsPainted& isPainted) const {
+        const double position = (x - x0_) * dx_ + (y - y0_) * dy_;
+        return isPainted(position) ? std::optional(position) : std::nullopt;
+    }
+
+private:
+    double x0_ = 0;
+    double y0_ = 0;
+    double dx_ = 0;
+    double dy_ = 0;
+    bool isUsable_ = false;
+};
+
+/// The same for a radial shading (8.7.4.5.4): the last painted of the circles through the point.
+class RadialPosition {
+public:
+    explicit RadialPosition(const GfxRadialShading& shading) {
+        double x1 = 0;
+        double y1 = 0;
+        double r1 = 0;
+        shading.getCoords(&x0_, &y0_, &r0_, &x1, &y1, &r1);
+        dx_ = x1 - x0_;
+        dy_ = y1 - y0_;
+        dr_ = r1 - r0_;
+        a_ = dx_ * dx_ + dy_ * dy_ - dr_ * dr_;
+    }
+
+    /// Circles that touch from within make the equation linear; Poppler has a way with them.
+    bool isUsable() const { return std::isnormal(a_); }
+
+    template <typename IsPainted>
+    std::optional<double> at(double x, double y, const IsPainted& isPainted) const {
+        const double px = x - x0_;
+        const double py = y - y0_;
+        const double b = px * dx_ + py * dy_ + r0_ * dr_;
+        const double discriminant = b * b - a_ * (px * px + py * py - r0_ * r0_);
+        if (!(discriminant >= 0))
+            return std::nullopt;
+        const double root = std::sqrt(discriminant) / std::abs(a_);
+        for (const double position : {b / a_ + root, b / a_ - root}) {
+            if (r0_ + position * dr_ >= 0 && isPainted(position))
+                return position;
+        }
+        return std::nullopt;
+    }
+
+private:
+    double x0_ = 0;
+    double y0_ = 0;
+    double r0_ = 0;
+    double dx_ = 0;
+    double dy_ = 0;
+    double dr_ = 0;
+    double a_ = 0;
+};
+
+/// A shading along one parameter whose colours are kept at equal steps, so that a pixel costs
+/// little more than finding its place. Poppler's own pattern evaluates the shading's function and
+/// converts its colour for every pixel.
+template <typename Position>
+class RampPattern final : public SplashPattern {
+public:
+    RampPattern(const Position& position, GfxUnivariateShading& shading, const UserSpace& toUser,
+                bool isRGB)
+        : position_(position), shading_(shading), toUser_(toUser), isRGB_(isRGB),
+          extendsBefore_(shading.getExtend0()), extendsBehind_(shading.getExtend1()) {}
+
+    SplashPattern* copy() const override {
+        return new RampPattern(position_, shading_, toUser_, isRGB_);
+    }
+
+    bool getColor(int x, int y, SplashColorPtr color) override {
+        const auto [userX, userY] = toUser_.at(x, y);
+        const auto position = position_.at(userX, userY, [&](double value) {
+            return (value >= 0 || extendsBefore_) && (value <= 1 || extendsBehind_);
+        });
+        if (!position)
+            return false;
+        const auto step = static_cast<std::size_t>(std::clamp(*position, 0.0, 1.0) * steps + 0.5);
+        if (!known_[step])
+            remember(step);
+        std::copy_n(colors_[step].data(), isRGB_ ? 3 : 4, color);
+        return true;
+    }
+
+    bool testPosition(int x, int y) override {
+        SplashColor color;
+        return getColor(x, y, color);
+    }
+    bool isStatic() override { return false; }
+    bool isCMYK() override { return !isRGB_; }
+
+private:
+    /// Finer than the pixels of most pages.
+    static constexpr std::size_t steps = 8192;
+
+    void remember(std::size_t step) {
+        const double t0 = shading_.getDomain0();
+        const double t1 = shading_.getDomain1();
+        GfxColor color{};
+        shading_.getColor(t0 + (t1 - t0) * static_cast<double>(step) / steps, &color);
+        std::array<std::uint16_t, 4> numbers{};
+        convertThrough(*shading_.getColorSpace(), isRGB_, color, numbers.data());
+        for (std::size_t i = 0; i < numbers.size(); ++i)
+            colors_[step][i] = static_cast<std::uint8_t>((numbers[i] + 128) / 257);
+        known_[step] = true;
+    }
+
+    Position position_;
+    GfxUnivariateShading& shading_;
+    UserSpace toUser_;
+    bool isRGB_;
+    bool extendsBefore_;
+    bool extendsBehind_;
+    std::vector<std::array<std::uint8_t, 4>> colors_ =
+        std::vector<std::array<std::uint8_t, 4>>(steps + 1);
+    std::vector<bool> known_ = std::vector<bool>(steps + 1);
+};
+
 /// Poppler's bitmap device with the colours of `ColorManager`.
 class Device final : public SplashOutputDev {
 public:
@@ -852,12 +1025,14 @@ public:
     bool axialShadedFill(GfxState* state, GfxAxialShading* shading, double first,
                          double last) override {
         const auto managed = managedSpace(state, *shading);
-        return SplashOutputDev::axialShadedFill(state, shading, first, last);
+        return fillRamp(state, *shading, AxialPosition(*shading)) ||
+               SplashOutputDev::axialShadedFill(state, shading, first, last);
     }
     bool radialShadedFill(GfxState* state, GfxRadialShading* shading, double first,
                           double last) override {
         const auto managed = managedSpace(state, *shading);
-        return SplashOutputDev::radialShadedFill(state, shading, first, last);
+        return fillRamp(state, *shading, RadialPosition(*shading)) ||
+               SplashOutputDev::radialShadedFill(state, shading, first, last);
     }
     bool gouraudTriangleShadedFill(GfxState* state, GfxGouraudTriangleShading* shading) override {
         const auto managed = managedSpace(state, *shading);
@@ -941,6 +1116,58 @@ private:
         }
         Object decode(array);
         return isDefault ? Object(objNull) : std::move(decode);
+    }
+
+    /// Fills the clip with a shading by its ramp; false when that is Poppler's own business: with
+    /// overprint, or inside a soft mask that has another kind of colours.
+    template <typename Position>
+    bool fillRamp(GfxState* state, GfxUnivariateShading& shading, const Position& position) {
+        const bool isRGB = colors_.target().isRGB;
+        const auto toUser = UserSpace::of(*state);
+        if (!position.isUsable() || state->getFillOverprint() || !toUser ||
+            getBitmap()->getMode() != (isRGB ? splashModeRGB8 : splashModeCMYK8))
+            return false;
+
+        RampPattern<Position> pattern(position, shading, *toUser, isRGB);
+        SplashPath path = shadedRegion(state, shading, *toUser);
+        const bool antialias = getVectorAntialias();
+        setVectorAntialias(true); // the interpreter has switched it off for shadings
+        constexpr unsigned allInks = 0xffffffff;
+        getSplash()->setOverprintMask(allInks, false);
+        // A stroke's pattern means that the clip is the stroke.
+        const bool done = getSplash()->shadedFill(&path, shading.getHasBBox(), &pattern,
+                                                  state->getStrokePattern() != nullptr) == splashOk;
+        setVectorAntialias(antialias);
+        return done;
+    }
+
+    /// What a shading fills, in user space: its bounding box, else all that the clip lets through.
+    static SplashPath shadedRegion(const GfxState* state, const GfxShading& shading,
+                                   const UserSpace& toUser) {
+        double left = 0;
+        double top = 0;
+        double right = 0;
+        double bottom = 0;
+        const bool isUserSpace = shading.getHasBBox();
+        if (isUserSpace) {
+            shading.getBBox(&left, &top, &right, &bottom);
+        } else {
+            state->getClipBBox(&left, &top, &right, &bottom);
+            left = std::floor(left);
+            top = std::floor(top);
+            right = std::ceil(right);
+            bottom = std::ceil(bottom);
+        }
+        const auto point = [&](double x, double y) {
+            return isUserSpace ? std::pair(x, y) : toUser.at(x, y);
+        };
+        SplashPath path;
+        const auto [x0, y0] = point(left, top);
+        path.moveTo(x0, y0);
+        for (const auto& [x, y] : {point(right, top), point(right, bottom), point(left, bottom)})
+            path.lineTo(x, y);
+        path.close();
+        return path;
     }
 
     std::unique_ptr<ShadingSpace> managedSpace(GfxState* state, GfxShading& shading) {
