@@ -1,0 +1,267 @@
+#pragma once
+
+#include "PrintPrep/raster/poppler/ColorManager.h"
+#include "PrintPrep/raster/poppler/Shadings.h"
+
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <utility>
+
+#include <PDFDoc.h>
+#include <SplashOutputDev.h>
+#include <splash/Splash.h>
+#include <splash/SplashBitmap.h>
+#include <splash/SplashErrorCodes.h>
+#include <splash/SplashPath.h>
+
+/// The bitmap device.
+///
+/// A part of `PopplerRenderer.cpp`, which alone includes it: no other file sees Poppler. Nothing
+/// here may be used outside `PopplerRenderer`'s lock.
+namespace Bleedwise::Poppler {
+
+/// Poppler's bitmap device with the colours of `ColorManager`.
+class Device final : public SplashOutputDev {
+public:
+    Device(PDFDoc& document, ColorManager& colors, SplashColorPtr paper)
+        : SplashOutputDev(colors.target().isRGB ? splashModeRGB8 : splashModeCMYK8, 1, false, paper,
+                          true, splashThinLineDefault, true),
+          document_(document), colors_(colors) {
+        setFontAntialias(true);
+        setVectorAntialias(true);
+        setFreeTypeHinting(false, false);
+        startDoc(&document);
+    }
+
+    // Colour spaces are replaced here and not in `updateFillColorSpace`, after which the
+    // interpreter still uses the one that it has set.
+    void updateFillColor(GfxState* state) override {
+        if (auto space = colors_.managed(*state->getFillColorSpace(), intentOf(state)))
+            state->setFillColorSpace(space.release());
+        overprintByInks(state->getFillColorSpace(), *state->getFillColor());
+        SplashOutputDev::updateFillColor(state);
+    }
+    void updateStrokeColor(GfxState* state) override {
+        if (auto space = colors_.managed(*state->getStrokeColorSpace(), intentOf(state)))
+            state->setStrokeColorSpace(space.release());
+        overprintByInks(state->getStrokeColorSpace(), *state->getStrokeColor());
+        SplashOutputDev::updateStrokeColor(state);
+    }
+
+    void fill(GfxState* state) override {
+        followFillIntent(state);
+        SplashOutputDev::fill(state);
+    }
+    void eoFill(GfxState* state) override {
+        followFillIntent(state);
+        SplashOutputDev::eoFill(state);
+    }
+    void stroke(GfxState* state) override {
+        followStrokeIntent(state);
+        SplashOutputDev::stroke(state);
+    }
+    void drawChar(GfxState* state, double x, double y, double dx, double dy, double originX,
+                  double originY, CharCode code, int bytes, const Unicode* text,
+                  int length) override {
+        followFillIntent(state);
+        followStrokeIntent(state);
+        SplashOutputDev::drawChar(state, x, y, dx, dy, originX, originY, code, bytes, text, length);
+    }
+    void drawImageMask(GfxState* state, Object* reference, Stream* stream, int width, int height,
+                       bool invert, bool interpolate, bool isInline) override {
+        followFillIntent(state);
+        SplashOutputDev::drawImageMask(state, reference, stream, width, height, invert, interpolate,
+                                       isInline);
+    }
+
+    void drawImage(GfxState* state, Object* reference, Stream* stream, int width, int height,
+                   GfxImageColorMap* map, bool interpolate, const int* maskColors,
+                   bool isInline) override {
+        const auto replaced = managedMap(state, *stream, width, height, *map);
+        SplashOutputDev::drawImage(state, reference, stream, width, height,
+                                   replaced ? replaced.get() : map, interpolate, maskColors,
+                                   isInline);
+    }
+    void drawMaskedImage(GfxState* state, Object* reference, Stream* stream, int width, int height,
+                         GfxImageColorMap* map, bool interpolate, Stream* mask, int maskWidth,
+                         int maskHeight, bool maskInvert, bool maskInterpolate) override {
+        const auto replaced = managedMap(state, *stream, width, height, *map);
+        SplashOutputDev::drawMaskedImage(state, reference, stream, width, height,
+                                         replaced ? replaced.get() : map, interpolate, mask,
+                                         maskWidth, maskHeight, maskInvert, maskInterpolate);
+    }
+    void drawSoftMaskedImage(GfxState* state, Object* reference, Stream* stream, int width,
+                             int height, GfxImageColorMap* map, bool interpolate, Stream* mask,
+                             int maskWidth, int maskHeight, GfxImageColorMap* maskMap,
+                             bool maskInterpolate) override {
+        const auto replaced = managedMap(state, *stream, width, height, *map);
+        SplashOutputDev::drawSoftMaskedImage(state, reference, stream, width, height,
+                                             replaced ? replaced.get() : map, interpolate, mask,
+                                             maskWidth, maskHeight, maskMap, maskInterpolate);
+    }
+
+    bool functionShadedFill(GfxState* state, GfxFunctionShading* shading) override {
+        const auto managed = managedSpace(state, *shading);
+        return SplashOutputDev::functionShadedFill(state, shading);
+    }
+    bool axialShadedFill(GfxState* state, GfxAxialShading* shading, double first,
+                         double last) override {
+        const auto managed = managedSpace(state, *shading);
+        return fillRamp(state, *shading, AxialPosition(*shading)) ||
+               SplashOutputDev::axialShadedFill(state, shading, first, last);
+    }
+    bool radialShadedFill(GfxState* state, GfxRadialShading* shading, double first,
+                          double last) override {
+        const auto managed = managedSpace(state, *shading);
+        return fillRamp(state, *shading, RadialPosition(*shading)) ||
+               SplashOutputDev::radialShadedFill(state, shading, first, last);
+    }
+    bool gouraudTriangleShadedFill(GfxState* state, GfxGouraudTriangleShading* shading) override {
+        const auto managed = managedSpace(state, *shading);
+        std::unique_ptr<GfxGouraudTriangleShading> pieces;
+        if (managed && !shading->isParameterized())
+            pieces = TriangleCutter::cut(*shading, *shading->getColorSpace());
+        return SplashOutputDev::gouraudTriangleShadedFill(state, pieces ? pieces.get() : shading);
+    }
+
+private:
+    static Intent intentOf(const GfxState* state) {
+        return intentNamed(state->getRenderingIntent());
+    }
+
+    /// An image may name an intent of its own (ISO 32000-1, table 89).
+    static Intent imageIntent(const GfxState* state, Stream& stream) {
+        const Dict* dictionary = stream.getDict();
+        const Object intent = dictionary ? dictionary->lookup("Intent") : Object(objNull);
+        return intent.isName() ? intentNamed(intent.getName()) : intentOf(state);
+    }
+
+    /// The intent counts when something is painted, not when its colour is chosen.
+    void followFillIntent(GfxState* state) {
+        const auto* space = dynamic_cast<ManagedColorSpace*>(state->getFillColorSpace());
+        if (!space || space->intent() == intentOf(state))
+            return;
+        state->setFillColorSpace(space->original().copy());
+        updateFillColor(state);
+    }
+    void followStrokeIntent(GfxState* state) {
+        const auto* space = dynamic_cast<ManagedColorSpace*>(state->getStrokeColorSpace());
+        if (!space || space->intent() == intentOf(state))
+            return;
+        state->setStrokeColorSpace(space->original().copy());
+        updateStrokeColor(state);
+    }
+
+    /// A spot colour that overprints leaves alone the inks that its alternate does without.
+    static void overprintByInks(GfxColorSpace* space, const GfxColor& color) {
+        auto* managed = dynamic_cast<ManagedColorSpace*>(space);
+        if (!managed || !managed->isSpot())
+            return;
+        GfxCMYK inks;
+        managed->getCMYK(&color, &inks);
+        managed->setOverprintMask((inks.c > 0 ? 1U : 0U) | (inks.m > 0 ? 2U : 0U) |
+                                  (inks.y > 0 ? 4U : 0U) | (inks.k > 0 ? 8U : 0U));
+    }
+
+    std::unique_ptr<GfxImageColorMap> managedMap(GfxState* state, Stream& stream, int width,
+                                                 int height, GfxImageColorMap& map) {
+        const bool large =
+            static_cast<std::int64_t>(width) * height >= ColorConverter::tableWorthwhile;
+        auto space = colors_.managed(*map.getColorSpace(), imageIntent(state, stream),
+                                     large ? Effort::table : Effort::precise);
+        if (!space)
+            return nullptr;
+        Object decode = decodeArray(map, *space);
+        auto replaced = std::make_unique<GfxImageColorMap>(map.getBits(), &decode, space.release());
+        if (!replaced->isOk())
+            return nullptr;
+        if (const GfxColor* matte = map.getMatteColor())
+            replaced->setMatteColor(matte);
+        return replaced;
+    }
+
+    /// The image's Decode array, null where it says nothing new.
+    Object decodeArray(const GfxImageColorMap& map, const GfxColorSpace& space) {
+        auto& original = const_cast<GfxImageColorMap&>(map);
+        const int largestPixel = original.getBits() >= 8 ? 255 : (1 << original.getBits()) - 1;
+        std::array<double, gfxColorMaxComps> low{};
+        std::array<double, gfxColorMaxComps> range{};
+        space.getDefaultRanges(low.data(), range.data(), largestPixel);
+        bool isDefault = true;
+        auto* array = new Array(document_.getXRef());
+        for (int i = 0; i < original.getNumPixelComps(); ++i) {
+            const auto channel = static_cast<std::size_t>(i);
+            isDefault = isDefault && original.getDecodeLow(i) == low[channel] &&
+                        original.getDecodeHigh(i) == low[channel] + range[channel];
+            array->add(Object(original.getDecodeLow(i)));
+            array->add(Object(original.getDecodeHigh(i)));
+        }
+        Object decode(array);
+        return isDefault ? Object(objNull) : std::move(decode);
+    }
+
+    /// Fills the clip with a shading by its ramp; false when that is Poppler's own business: with
+    /// overprint, or inside a soft mask that has another kind of colours.
+    template <typename Position>
+    bool fillRamp(GfxState* state, GfxUnivariateShading& shading, const Position& position) {
+        const bool isRGB = colors_.target().isRGB;
+        const auto toUser = UserSpace::of(*state);
+        if (!position.isUsable() || state->getFillOverprint() || !toUser ||
+            getBitmap()->getMode() != (isRGB ? splashModeRGB8 : splashModeCMYK8))
+            return false;
+
+        RampPattern<Position> pattern(position, shading, *toUser, isRGB);
+        SplashPath path = shadedRegion(state, shading, *toUser);
+        const bool antialias = getVectorAntialias();
+        setVectorAntialias(true); // the interpreter has switched it off for shadings
+        constexpr unsigned allInks = 0xffffffff;
+        getSplash()->setOverprintMask(allInks, false);
+        // A stroke's pattern means that the clip is the stroke.
+        const bool done = getSplash()->shadedFill(&path, shading.getHasBBox(), &pattern,
+                                                  state->getStrokePattern() != nullptr) == splashOk;
+        setVectorAntialias(antialias);
+        return done;
+    }
+
+    /// What a shading fills, in user space: its bounding box, else all that the clip lets through.
+    static SplashPath shadedRegion(const GfxState* state, const GfxShading& shading,
+                                   const UserSpace& toUser) {
+        double left = 0;
+        double top = 0;
+        double right = 0;
+        double bottom = 0;
+        const bool isUserSpace = shading.getHasBBox();
+        if (isUserSpace) {
+            shading.getBBox(&left, &top, &right, &bottom);
+        } else {
+            state->getClipBBox(&left, &top, &right, &bottom);
+            left = std::floor(left);
+            top = std::floor(top);
+            right = std::ceil(right);
+            bottom = std::ceil(bottom);
+        }
+        const auto point = [&](double x, double y) {
+            return isUserSpace ? std::pair(x, y) : toUser.at(x, y);
+        };
+        SplashPath path;
+        const auto [x0, y0] = point(left, top);
+        path.moveTo(x0, y0);
+        for (const auto& [x, y] : {point(right, top), point(right, bottom), point(left, bottom)})
+            path.lineTo(x, y);
+        path.close();
+        return path;
+    }
+
+    std::unique_ptr<ShadingSpace> managedSpace(GfxState* state, GfxShading& shading) {
+        auto space = colors_.managed(*shading.getColorSpace(), intentOf(state), Effort::remembered);
+        return space ? std::make_unique<ShadingSpace>(shading, std::move(space)) : nullptr;
+    }
+
+    PDFDoc& document_;
+    ColorManager& colors_;
+};
+
+} // namespace Bleedwise::Poppler

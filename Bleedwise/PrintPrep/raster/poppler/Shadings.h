@@ -1,0 +1,306 @@
+#pragma once
+
+#include "PrintPrep/raster/poppler/Definitions.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include <GfxState.h>
+#include <goo/gmem.h>
+#include <splash/SplashPattern.h>
+
+/// Shadings with managed colours.
+///
+/// A part of `PopplerRenderer.cpp`, which alone includes it: no other file sees Poppler. Nothing
+/// here may be used outside `PopplerRenderer`'s lock.
+namespace Bleedwise::Poppler {
+
+/// Gives a shading another colour space for as long as it lives.
+class ShadingSpace {
+public:
+    ShadingSpace(GfxShading& shading, std::unique_ptr<GfxColorSpace> space)
+        : shading_(shading), original_(shading.*Access::member()), space_(std::move(space)) {
+        shading.*Access::member() = space_.get();
+    }
+    ShadingSpace(const ShadingSpace&) = delete;
+    ShadingSpace& operator=(const ShadingSpace&) = delete;
+    ~ShadingSpace() { shading_.*Access::member() = original_; }
+
+    /// The member, which only a derived class may name.
+    struct Access : GfxShading {
+        static GfxColorSpace* GfxShading::*member() { return &Access::colorSpace; }
+    };
+
+private:
+    GfxShading& shading_;
+    GfxColorSpace* original_;
+    std::unique_ptr<GfxColorSpace> space_;
+};
+
+/// Cuts the triangles of a mesh so finely that it makes no difference whether colours are
+/// interpolated before they are converted, as they should be, or afterwards, as Splash does it.
+class TriangleCutter {
+public:
+    /// The mesh in pieces, with `space` for its colour space; nothing when it is fine enough. The
+    /// mesh must not have functions.
+    static std::unique_ptr<GfxGouraudTriangleShading> cut(GfxGouraudTriangleShading& mesh,
+                                                          const GfxColorSpace& space) {
+        TriangleCutter cutter(static_cast<std::size_t>(space.getNComps()));
+        std::vector<Triangle> triangles(static_cast<std::size_t>(mesh.getNTriangles()));
+        GfxColorComp range = 0;
+        for (std::size_t i = 0; i < triangles.size(); ++i) {
+            auto& [a, b, c] = triangles[i];
+            mesh.getTriangle(static_cast<int>(i), &a.x, &a.y, &a.color, &b.x, &b.y, &b.color, &c.x,
+                             &c.y, &c.color);
+            range = std::max(
+                {range, cutter.distance(a, b), cutter.distance(b, c), cutter.distance(c, a)});
+        }
+        // The same depth everywhere: neighbours keep their corners in common.
+        int depth = 0;
+        for (std::size_t count = triangles.size();
+             (range >> depth) > fineRange && count * 4 <= mostTriangles; count *= 4)
+            ++depth;
+        if (depth == 0)
+            return nullptr;
+        for (const Triangle& triangle : triangles)
+            cutter.add(triangle, depth);
+        return cutter.shading(mesh.getType(), space);
+    }
+
+private:
+    using Triangle = std::array<GfxGouraudVertex, 3>;
+
+    /// Largest difference between corners in a channel. Within it the error of interpolating inks
+    /// is below one in 255.
+    static constexpr GfxColorComp fineRange = gfxColorComp1 / 16;
+    static constexpr std::size_t mostTriangles = 1U << 19U;
+
+    explicit TriangleCutter(std::size_t channels) : channels_(channels) {}
+
+    GfxColorComp distance(const GfxGouraudVertex& a, const GfxGouraudVertex& b) const {
+        GfxColorComp largest = 0;
+        for (std::size_t i = 0; i < channels_; ++i)
+            largest = std::max(largest, std::abs(a.color.c[i] - b.color.c[i]));
+        return largest;
+    }
+
+    GfxGouraudVertex between(const GfxGouraudVertex& a, const GfxGouraudVertex& b) const {
+        GfxGouraudVertex middle{};
+        middle.x = (a.x + b.x) / 2;
+        middle.y = (a.y + b.y) / 2;
+        for (std::size_t i = 0; i < channels_; ++i)
+            middle.color.c[i] = a.color.c[i] + (b.color.c[i] - a.color.c[i]) / 2;
+        return middle;
+    }
+
+    void add(const Triangle& triangle, int depth) {
+        if (depth == 0) {
+            corners_.insert(corners_.end(), triangle.begin(), triangle.end());
+            return;
+        }
+        const auto& [a, b, c] = triangle;
+        const GfxGouraudVertex ab = between(a, b);
+        const GfxGouraudVertex bc = between(b, c);
+        const GfxGouraudVertex ca = between(c, a);
+        for (const Triangle& part :
+             {Triangle{a, ab, ca}, Triangle{ab, b, bc}, Triangle{ca, bc, c}, Triangle{ab, bc, ca}})
+            add(part, depth - 1);
+    }
+
+    std::unique_ptr<GfxGouraudTriangleShading> shading(int type, const GfxColorSpace& space) const {
+        // Poppler releases both arrays with its own allocator.
+        const auto count = static_cast<int>(corners_.size());
+        auto* vertices = static_cast<GfxGouraudVertex*>(gmallocn(count, sizeof(GfxGouraudVertex)));
+        std::copy(corners_.begin(), corners_.end(), vertices);
+        auto* triangles = static_cast<int(*)[3]>(gmallocn(count / 3, sizeof(int[3])));
+        for (int i = 0; i < count; ++i)
+            triangles[i / 3][i % 3] = i;
+        auto result = std::make_unique<GfxGouraudTriangleShading>(
+            type, vertices, count, triangles, count / 3, std::vector<std::unique_ptr<Function>>());
+        (*result).*ShadingSpace::Access::member() = space.copy();
+        return result;
+    }
+
+    std::size_t channels_;
+    std::vector<GfxGouraudVertex> corners_;
+};
+
+/// Device space to user space.
+class UserSpace {
+public:
+    /// Nothing when the current transformation cannot be undone.
+    static std::optional<UserSpace> of(const GfxState& state) {
+        const double* m = state.getCTM();
+        const double determinant = m[0] * m[3] - m[1] * m[2];
+        if (!std::isnormal(determinant))
+            return std::nullopt;
+        UserSpace space;
+        space.xx_ = m[3] / determinant;
+        space.yx_ = -m[1] / determinant;
+        space.xy_ = -m[2] / determinant;
+        space.yy_ = m[0] / determinant;
+        space.x0_ = (m[2] * m[5] - m[3] * m[4]) / determinant;
+        space.y0_ = (m[1] * m[4] - m[0] * m[5]) / determinant;
+        return space;
+    }
+
+    std::pair<double, double> at(double x, double y) const {
+        return {xx_ * x + xy_ * y + x0_, yx_ * x + yy_ * y + y0_};
+    }
+
+private:
+    double xx_ = 0;
+    double yx_ = 0;
+    double xy_ = 0;
+    double yy_ = 0;
+    double x0_ = 0;
+    double y0_ = 0;
+};
+
+/// How far along an axial shading a point lies (ISO 32000-1, 8.7.4.5.3), from 0 to 1 between its
+/// ends.
+class AxialPosition {
+public:
+    explicit AxialPosition(const GfxAxialShading& shading) {
+        double x1 = 0;
+        double y1 = 0;
+        shading.getCoords(&x0_, &y0_, &x1, &y1);
+        const double dx = x1 - x0_;
+        const double dy = y1 - y0_;
+        const double length = dx * dx + dy * dy;
+        isUsable_ = std::isnormal(length);
+        dx_ = dx / length;
+        dy_ = dy / length;
+    }
+
+    bool isUsable() const { return isUsable_; }
+
+    template <typename IsPainted>
+    std::optional<double> at(double x, double y, const IsPainted& isPainted) const {
+        const double position = (x - x0_) * dx_ + (y - y0_) * dy_;
+        return isPainted(position) ? std::optional(position) : std::nullopt;
+    }
+
+private:
+    double x0_ = 0;
+    double y0_ = 0;
+    double dx_ = 0;
+    double dy_ = 0;
+    bool isUsable_ = false;
+};
+
+/// The same for a radial shading (8.7.4.5.4): the last painted of the circles through the point.
+class RadialPosition {
+public:
+    explicit RadialPosition(const GfxRadialShading& shading) {
+        double x1 = 0;
+        double y1 = 0;
+        double r1 = 0;
+        shading.getCoords(&x0_, &y0_, &r0_, &x1, &y1, &r1);
+        dx_ = x1 - x0_;
+        dy_ = y1 - y0_;
+        dr_ = r1 - r0_;
+        a_ = dx_ * dx_ + dy_ * dy_ - dr_ * dr_;
+    }
+
+    /// Circles that touch from within make the equation linear; Poppler has a way with them.
+    bool isUsable() const { return std::isnormal(a_); }
+
+    template <typename IsPainted>
+    std::optional<double> at(double x, double y, const IsPainted& isPainted) const {
+        const double px = x - x0_;
+        const double py = y - y0_;
+        const double b = px * dx_ + py * dy_ + r0_ * dr_;
+        const double discriminant = b * b - a_ * (px * px + py * py - r0_ * r0_);
+        if (!(discriminant >= 0))
+            return std::nullopt;
+        const double root = std::sqrt(discriminant) / std::abs(a_);
+        for (const double position : {b / a_ + root, b / a_ - root}) {
+            if (r0_ + position * dr_ >= 0 && isPainted(position))
+                return position;
+        }
+        return std::nullopt;
+    }
+
+private:
+    double x0_ = 0;
+    double y0_ = 0;
+    double r0_ = 0;
+    double dx_ = 0;
+    double dy_ = 0;
+    double dr_ = 0;
+    double a_ = 0;
+};
+
+/// A shading along one parameter whose colours are kept at equal steps, so that a pixel costs
+/// little more than finding its place. Poppler's own pattern evaluates the shading's function and
+/// converts its colour for every pixel.
+template <typename Position>
+class RampPattern final : public SplashPattern {
+public:
+    RampPattern(const Position& position, GfxUnivariateShading& shading, const UserSpace& toUser,
+                bool isRGB)
+        : position_(position), shading_(shading), toUser_(toUser), isRGB_(isRGB),
+          extendsBefore_(shading.getExtend0()), extendsBehind_(shading.getExtend1()) {}
+
+    SplashPattern* copy() const override {
+        return new RampPattern(position_, shading_, toUser_, isRGB_);
+    }
+
+    bool getColor(int x, int y, SplashColorPtr color) override {
+        const auto [userX, userY] = toUser_.at(x, y);
+        const auto position = position_.at(userX, userY, [&](double value) {
+            return (value >= 0 || extendsBefore_) && (value <= 1 || extendsBehind_);
+        });
+        if (!position)
+            return false;
+        const auto step = static_cast<std::size_t>(std::clamp(*position, 0.0, 1.0) * steps + 0.5);
+        if (!known_[step])
+            remember(step);
+        std::copy_n(colors_[step].data(), isRGB_ ? 3 : 4, color);
+        return true;
+    }
+
+    bool testPosition(int x, int y) override {
+        SplashColor color;
+        return getColor(x, y, color);
+    }
+    bool isStatic() override { return false; }
+    bool isCMYK() override { return !isRGB_; }
+
+private:
+    /// Finer than the pixels of most pages.
+    static constexpr std::size_t steps = 8192;
+
+    void remember(std::size_t step) {
+        const double t0 = shading_.getDomain0();
+        const double t1 = shading_.getDomain1();
+        GfxColor color{};
+        shading_.getColor(t0 + (t1 - t0) * static_cast<double>(step) / steps, &color);
+        std::array<std::uint16_t, 4> numbers{};
+        convertThrough(*shading_.getColorSpace(), isRGB_, color, numbers.data());
+        for (std::size_t i = 0; i < numbers.size(); ++i)
+            colors_[step][i] = static_cast<std::uint8_t>((numbers[i] + 128) / 257);
+        known_[step] = true;
+    }
+
+    Position position_;
+    GfxUnivariateShading& shading_;
+    UserSpace toUser_;
+    bool isRGB_;
+    bool extendsBefore_;
+    bool extendsBehind_;
+    std::vector<std::array<std::uint8_t, 4>> colors_ =
+        std::vector<std::array<std::uint8_t, 4>>(steps + 1);
+    std::vector<bool> known_ = std::vector<bool>(steps + 1);
+};
+
+} // namespace Bleedwise::Poppler
