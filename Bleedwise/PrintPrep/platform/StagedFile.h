@@ -43,7 +43,7 @@ private:
     std::filesystem::path stagedURL_;
     FileDescriptor file_;
     std::string gathered_;
-    bool committed_ = false;
+    bool stagedExists_ = true;
 };
 
 /// Asks the kernel to store a file's bytes, or a folder's list of names, on the disk now.
