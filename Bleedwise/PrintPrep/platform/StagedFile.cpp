@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <system_error>
 #include <utility>
 
 #include <fcntl.h>
@@ -20,6 +21,11 @@ constexpr std::size_t largestWrite = 64U << 20U;
 
 /// Pieces up to this size, in bytes, share a write.
 constexpr std::size_t largestGathered = 64U << 10U;
+
+bool isRegularFile(const std::filesystem::path& url) {
+    std::error_code ignored;
+    return std::filesystem::is_regular_file(std::filesystem::symlink_status(url, ignored));
+}
 
 } // namespace
 
@@ -73,29 +79,30 @@ void StagedFile::commit(Durability durability) {
         fail(code); // network file systems report a full disk only here
     // Replacing a file by rename makes ext4 write the new one out at once, a large part of the time
     // that a big file takes. Changing places with it does not; the destructor removes the old file.
-    if (durability == Durability::processFailure &&
+    if (durability == Durability::processFailure && isRegularFile(destination_) &&
         ::renameat2(AT_FDCWD, stagedURL_.c_str(), AT_FDCWD, destination_.c_str(),
                     RENAME_EXCHANGE) == 0)
         return;
     if (::rename(stagedURL_.c_str(), destination_.c_str()) != 0)
         fail(errno);
     stagedExists_ = false;
-    if (durability == Durability::powerFailure) {
-        if (const int code = flushToDisk(destination_.parent_path()))
-            fail(code);
-    }
+    if (durability == Durability::powerFailure)
+        flushNamesToDisk(destination_.parent_path());
 }
 
 void StagedFile::fail(int code) const {
     throw FileSystemError("write", destination_, code);
 }
 
-int flushToDisk(const std::filesystem::path& url) noexcept {
-    FileDescriptor file(::open(url.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    if (!file)
-        return errno;
-    // EINVAL: this file system has no such operation for this kind of file.
-    return ::fsync(file.get()) != 0 && errno != EINVAL ? errno : 0;
+int flushToDisk(const std::filesystem::path& file) noexcept {
+    const FileDescriptor opened(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    return !opened || ::fsync(opened.get()) != 0 ? errno : 0;
+}
+
+void flushNamesToDisk(const std::filesystem::path& folder) noexcept {
+    const FileDescriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (opened)
+        ::fsync(opened.get());
 }
 
 } // namespace Bleedwise
