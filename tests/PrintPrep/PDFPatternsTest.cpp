@@ -425,7 +425,7 @@ template <typename Compare>
 void compareOnTexts(int cases, const rc::Gen<Pieces>& texts, const Compare& compare) {
     int found = 0;
     checkCases(cases, [&] { found += compare(joined(*texts)) ? 1 : 0; });
-    EXPECT_GT(found, cases / 20) << "too few of the texts were of interest";
+    EXPECT_GT(found, cases / 50) << "too few of the texts were of interest";
 }
 
 template <typename Compare>
@@ -439,7 +439,7 @@ void compareOnMutations(int cases, const Compare& compare) {
             mutation.applyTo(bytes);
         found += compare(bytes) ? 1 : 0;
     });
-    EXPECT_GT(found, cases / 20) << "too few of the files were of interest";
+    EXPECT_GT(found, cases / 50) << "too few of the files were of interest";
 }
 
 bool compareObjects(std::string_view bytes) {
