@@ -590,6 +590,23 @@ TEST_P(SystemCallFailures, IncludeWritesThatTakeNothing) {
     EXPECT_EQ(files->leftovers(), std::vector<std::string>());
 }
 
+TEST_P(SystemCallFailures, IncludeTheCloseOfTheWrittenFile) {
+    // Network file systems report a full disk only there.
+    const auto made = calls();
+    const auto lastWrite = std::find(made.rbegin(), made.rend(), "write").base();
+    const auto close = std::find(lastWrite, made.end(), "close");
+    if (lastWrite == made.begin())
+        return; // a mere rename
+    ASSERT_NE(close, made.end());
+    Interference failure;
+    failure.kind = Interference::Kind::fail;
+    failure.position = static_cast<std::size_t>(close - made.begin()) + 1;
+    failure.code = EDQUOT;
+    const auto files = makeFiles();
+    EXPECT_EQ(operate(*files, failure), EDQUOT);
+    EXPECT_TRUE(files->bytesNow() == files->oldBytes);
+}
+
 TEST_P(SystemCallFailures, LeakNoDescriptor) {
     const auto openDescriptors = [] {
         return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
