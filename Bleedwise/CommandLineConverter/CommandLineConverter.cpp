@@ -78,7 +78,10 @@ int convert(const std::vector<std::string>& arguments, const Discovery& discover
     try {
         run(arguments, discovery, output);
         return EXIT_SUCCESS;
-    } catch (const std::exception& failure) { // LocalizedError: what() is its description
+    } catch (const LocalizedError& failure) {
+        writeLine(error, "ERROR: " + failure.errorDescription());
+        return EXIT_FAILURE;
+    } catch (const std::exception& failure) {
         writeLine(error, std::string("ERROR: ") + failure.what());
         return EXIT_FAILURE;
     }

@@ -11,13 +11,17 @@
 namespace Bleedwise::Format {
 namespace {
 
-/// C's "%.*f" in the C locale, without trailing zeros and then without a trailing point.
+/// C's "%.*f" in the C locale.
 std::string fixed(double value, int decimals) {
     // Sign, the digits of the largest double, point and decimals.
     std::array<char, std::numeric_limits<double>::max_exponent10 + 16> buffer = {};
     const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value,
                                       std::chars_format::fixed, decimals);
-    std::string text(buffer.data(), result.ptr);
+    return {buffer.data(), result.ptr};
+}
+
+/// `text` without trailing zeros and then without a trailing point.
+std::string trimmed(std::string text) {
     text.erase(text.find_last_not_of('0') + 1);
     if (text.ends_with('.'))
         text.pop_back();
@@ -28,7 +32,7 @@ std::string fixed(double value, int decimals) {
 
 std::string mm(double value) {
     if (std::round(value) != value) // also true of NaN
-        return fixed(value, 2);
+        return trimmed(fixed(value, 2));
     constexpr double limit = 0x1p63;
     if (!(value >= -limit && value < limit))
         fatalError("Bleedwise cannot write " + fixed(value, 0) + " mm as a whole number.");
@@ -36,7 +40,7 @@ std::string mm(double value) {
 }
 
 std::string points(double value) {
-    return fixed(value, 6);
+    return trimmed(fixed(value, 6));
 }
 
 } // namespace Bleedwise::Format

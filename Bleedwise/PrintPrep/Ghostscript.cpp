@@ -3,12 +3,15 @@
 #include "PrintPrep/Format.h"
 #include "PrintPrep/PDFBoxPatcher.h"
 #include "PrintPrep/PrintPrepError.h"
-#include "PrintPrep/UTF8.h"
 #include "PrintPrep/platform/ChildProcess.h"
+#include "PrintPrep/platform/FileSystemError.h"
 #include "PrintPrep/platform/ProcessInfo.h"
+#include "PrintPrep/platform/TemporaryFile.h"
+#include "PrintPrep/platform/UTF8.h"
 
 #include <array>
 #include <cstdlib>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -42,6 +45,68 @@ std::string joined(const std::vector<std::string>& lines) {
     return text;
 }
 
+/// A name for the input under which Ghostscript finds it: its own, or a passing link's. Ghostscript
+/// drops bytes that are not UTF-8 from its arguments, so that it would read another file, and takes
+/// names such as "|a.pdf" and "%pipe%a.pdf" for commands.
+class InputName {
+public:
+    explicit InputName(const std::filesystem::path& inputURL) : url_(inputURL) {
+        const std::string& text = inputURL.native();
+        if (UTF8::isValid(text) && text.find_first_of("|%") == std::string::npos)
+            return;
+        url_ = TemporaryFile::freshWorkFileURL();
+        std::error_code error;
+        std::filesystem::create_symlink(inputURL, url_, error);
+        if (error)
+            throw FileSystemError("make a link to", inputURL, error.value());
+        isLink_ = true;
+    }
+    InputName(const InputName&) = delete;
+    InputName& operator=(const InputName&) = delete;
+    ~InputName() {
+        std::error_code ignored;
+        if (isLink_)
+            std::filesystem::remove(url_, ignored);
+    }
+
+    const std::filesystem::path& url() const { return url_; }
+
+private:
+    std::filesystem::path url_;
+    bool isLink_ = false;
+};
+
+/// The absolute path of "gs" in a folder of the search path; nothing when the folder is a relative
+/// one and there is no current folder.
+std::optional<std::filesystem::path> executableName(const std::string& folder) {
+    try {
+        return ProcessInfo::absoluteURL(folder) / "gs";
+    } catch (const FileSystemError&) {
+        return std::nullopt;
+    }
+}
+
+/// Whether a value of GS_OPTIONS ends within quotation marks. `\"` is a mark without that meaning.
+bool endsQuoted(std::string_view value) {
+    bool quoted = false;
+    for (std::size_t index = 0; index < value.size(); ++index) {
+        if (value[index] == '"' && (index == 0 || value[index - 1] != '\\'))
+            quoted = !quoted;
+    }
+    return quoted;
+}
+
+/// `text` as Ghostscript reads it back from between quotation marks in GS_OPTIONS.
+std::string escaped(std::string_view text) {
+    std::string result;
+    for (const char character : text) {
+        if (character == '"')
+            result += '\\';
+        result += character;
+    }
+    return result;
+}
+
 std::string environmentValue(const char* name) {
     const char* value = std::getenv(name);
     return value ? value : "";
@@ -61,9 +126,9 @@ find(const std::function<bool(const std::filesystem::path&)>& isExecutable,
             return Installation{place};
     }
     for (const std::string& folder : pieces(searchPath, ':')) {
-        const std::filesystem::path url = ProcessInfo::absoluteURL(folder) / "gs";
-        if (isExecutable(url))
-            return Installation{url};
+        const auto url = executableName(folder);
+        if (url && isExecutable(*url))
+            return Installation{*url};
     }
     return std::nullopt;
 }
@@ -108,11 +173,15 @@ std::vector<std::string> arguments(const std::filesystem::path& inputURL,
 }
 
 std::string options(std::string_view inherited, const std::filesystem::path& profileURL) {
+    // An open mark would swallow the profile, and the colours would be wrong without a word.
+    if (endsQuoted(inherited))
+        throw PrintPrepError::ghostscriptFailed("The environment variable GS_OPTIONS has an "
+                                                "opening quotation mark without a closing one.");
     std::string value(inherited);
     for (const char* option : {"-sVectorICCProfile=", "-sTextICCProfile=", "-sImageICCProfile="}) {
         if (!value.empty() && !value.ends_with(' '))
             value += ' ';
-        value += '"' + (option + profileURL.native()) + '"';
+        value += '"' + (option + escaped(profileURL.native())) + '"';
     }
     // Ghostscript refuses a quoted option at the very end of the value.
     return value + ' ';
@@ -122,8 +191,9 @@ Result convertToCMYKSync(const std::filesystem::path& ghostscriptURL,
                          const std::filesystem::path& inputURL,
                          const std::filesystem::path& outputURL,
                          const std::filesystem::path& profileURL, const PrintSettings& settings) {
+    const InputName input(inputURL);
     const ChildProcess::Outcome outcome =
-        ChildProcess::run(ghostscriptURL, arguments(inputURL, outputURL, profileURL, settings),
+        ChildProcess::run(ghostscriptURL, arguments(input.url(), outputURL, profileURL, settings),
                           {{"GS_OPTIONS", options(environmentValue("GS_OPTIONS"), profileURL)}});
     std::vector<std::string> lines = consoleLines(outcome.consoleText);
     if (outcome.exitStatus != 0)

@@ -44,13 +44,15 @@ std::vector<std::string> arguments(const std::filesystem::path& inputURL,
 /// The value of `GS_OPTIONS` for a run: `inherited`, the caller's own value, followed by options
 /// that make Ghostscript 10.00 separate through the profile at `profileURL`. That version ignores
 /// `-sOutputICCProfile` in `pdfwrite`, without a word, and uses a profile of its own.
+///
+/// Throws `PrintPrepError::ghostscriptFailed` when `inherited` ends within quotation marks.
 std::string options(std::string_view inherited, const std::filesystem::path& profileURL);
 
 /// Rewrites the PDF at `inputURL` in CMYK to `outputURL` and sets its page boxes. Blocks until
 /// Ghostscript has ended and the boxes are set.
 ///
 /// Throws `FileSystemError` when Ghostscript cannot be started, `PrintPrepError::ghostscriptFailed`
-/// with its console lines when it exits with another status than 0, and what
+/// with its console lines when it exits with another status than 0, what `options` throws, and what
 /// `PDFBoxPatcher::applyPrintBoxes` throws. A failed run may leave a file at `outputURL`, which
 /// should therefore be a passing name.
 Result convertToCMYKSync(const std::filesystem::path& ghostscriptURL,

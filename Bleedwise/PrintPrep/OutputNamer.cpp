@@ -16,7 +16,9 @@ void refuseAllButFiles(const std::filesystem::path& destination) {
     struct stat status = {};
     if (::stat(destination.c_str(), &status) != 0 || S_ISREG(status.st_mode))
         return; // whatever else is wrong with the path, the move will say
-    throw FileSystemError("write", destination, S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
+    if (S_ISDIR(status.st_mode))
+        throw FileSystemError("write", destination, EISDIR);
+    throw FileSystemError("write", destination, "Not a regular file");
 }
 
 void copyAndRemove(const std::filesystem::path& destination, const std::filesystem::path& source) {
@@ -42,8 +44,7 @@ void replaceItem(const std::filesystem::path& destination, const std::filesystem
     if (const int code = flushToDisk(source))
         throw FileSystemError("read", source, code);
     if (::rename(source.c_str(), destination.c_str()) == 0) {
-        if (const int code = flushToDisk(destination.parent_path()))
-            throw FileSystemError("write", destination, code);
+        flushNamesToDisk(destination.parent_path());
     } else if (errno == EXDEV) {
         copyAndRemove(destination, source);
     } else {

@@ -8,7 +8,6 @@
 #include "PrintPrep/platform/StagedFile.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <initializer_list>
 #include <system_error>
@@ -23,12 +22,16 @@ constexpr std::int64_t largestOffset = 9'999'999'999;
 /// The finest step in which `Format::points` writes, in points.
 constexpr double smallestSize = 1e-6;
 
+/// The largest integer of a PDF (ISO 32000-1, table C.1), in points; up to here a box keeps its
+/// sixth decimal.
+constexpr double largestSize = 2'147'483'647;
+
 bool makesPage(const PrintSettings& settings) {
     const double width = settings.trimWidthMM * pointsPerMillimetre;
     const double height = settings.trimHeightMM * pointsPerMillimetre;
     const double bleed = settings.bleedMM * pointsPerMillimetre;
     return width >= smallestSize && height >= smallestSize && bleed >= 0 &&
-           std::isfinite(width + 2 * bleed) && std::isfinite(height + 2 * bleed);
+           width + 2 * bleed <= largestSize && height + 2 * bleed <= largestSize;
 }
 
 std::string array(std::initializer_list<double> points) {
@@ -100,7 +103,7 @@ void applyPrintBoxes(const std::filesystem::path& url, const PrintSettings& sett
                      bool positiveMediaBoxes) {
     const std::filesystem::path target = linkTarget(url);
     const MappedFile file(target);
-    if (!makesPage(settings))
+    if (!makesPage(settings) || std::cmp_greater(file.bytes().size(), largestOffset))
         throw PrintPrepError::couldNotPatchPDFBoxes();
     const auto updates = pageObjectUpdates(file.bytes(), settings, positiveMediaBoxes);
     const auto trailer = trailerInfo(file.bytes());

@@ -47,8 +47,8 @@ struct TrailerInfo {
 ///
 /// Throws `FileSystemError` when the file cannot be read or replaced, and
 /// `PrintPrepError::couldNotPatchPDFBoxes` when no page or no usable trailer is found, when the
-/// sizes make no page (not finite, a trim of nothing, a negative bleed), or when an offset needs
-/// more than the ten digits that a cross-reference entry has.
+/// sizes make no page (not finite, beyond PDF's numbers, a trim of nothing, a negative bleed), or
+/// when an offset needs more than the ten digits that a cross-reference entry has.
 void applyPrintBoxes(const std::filesystem::path& url, const PrintSettings& settings,
                      bool positiveMediaBoxes);
 

@@ -7,8 +7,8 @@ namespace Bleedwise {
 /// PDF user space units per millimetre: 72 to the inch (ISO 32000-1, 8.3.2.3), 25.4 mm to the inch.
 inline constexpr double pointsPerMillimetre = 72 / 25.4;
 
-/// What one conversion is to produce. A plain value without checks of its own: callers see to it
-/// that the sizes make sense.
+/// What one conversion is to produce. A plain value without checks of its own; sizes that make no
+/// page are refused when the boxes are written (`PDFBoxPatcher::applyPrintBoxes`).
 struct PrintSettings {
     /// Finished page width in mm.
     double trimWidthMM = 0;

@@ -76,6 +76,18 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
     ::_exit(127);
 }
 
+/// What a child counts as having ended with when the kernel no longer knows: a failure.
+constexpr int unknownStatus = 255;
+
+/// Makes the kernel keep the statuses of ended children. A caller may have left SIGCHLD ignored,
+/// which outlives exec; the kernel then forgets each child at once.
+void keepStatuses() noexcept {
+    struct sigaction action = {};
+    ::sigaction(SIGCHLD, nullptr, &action);
+    if (action.sa_handler == SIG_IGN || (action.sa_flags & SA_NOCLDWAIT) != 0)
+        ::signal(SIGCHLD, SIG_DFL);
+}
+
 /// A started child: killed and reaped when it goes out of scope before `wait()` was called.
 class Child {
 public:
@@ -91,9 +103,13 @@ public:
 
     int wait() noexcept {
         int status = 0;
-        while (::waitpid(process_, &status, 0) < 0 && errno == EINTR) {
-        }
+        pid_t ended = -1;
+        do
+            ended = ::waitpid(process_, &status, 0);
+        while (ended < 0 && errno == EINTR);
         process_ = -1;
+        if (ended < 0)
+            return unknownStatus;
         return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
     }
 
@@ -145,6 +161,7 @@ Outcome run(const std::filesystem::path& executable, const std::vector<std::stri
     const std::vector<char*> argumentPointers = pointers(argumentTexts);
     const std::vector<char*> environmentPointers = pointers(environmentTexts);
 
+    keepStatuses();
     Pipe output = makePipe(executable);
     Pipe failure = makePipe(executable);
     const pid_t parent = ::getpid();

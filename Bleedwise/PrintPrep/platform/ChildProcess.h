@@ -27,6 +27,9 @@ using EnvironmentVariable = std::pair<std::string, std::string>;
 /// reaped on every way out of this function. Descendants that outlive the child and still hold the
 /// pipe do not delay the return.
 ///
+/// An ignored SIGCHLD is set back to its default for the process, since the kernel keeps no exit
+/// statuses otherwise.
+///
 /// Throws `FileSystemError` when the program cannot be started.
 Outcome run(const std::filesystem::path& executable, const std::vector<std::string>& arguments,
             const std::vector<EnvironmentVariable>& changes);

@@ -1,5 +1,6 @@
 #include "PrintPrep/platform/FileSystemError.h"
 
+#include <cerrno>
 #include <cstring>
 #include <string>
 
@@ -12,12 +13,20 @@ std::string reason(int code) {
     return text ? text : "Error " + std::to_string(code);
 }
 
+std::string description(std::string_view action, const std::filesystem::path& path,
+                        std::string_view reason) {
+    return "Could not " + std::string(action) + " \"" + path.native() +
+           "\": " + std::string(reason);
+}
+
 } // namespace
 
 FileSystemError::FileSystemError(std::string_view action, const std::filesystem::path& path,
                                  int code)
-    : LocalizedError("Could not " + std::string(action) + " \"" + path.native() +
-                     "\": " + reason(code)),
-      code_(code) {}
+    : LocalizedError(description(action, path, reason(code))), code_(code) {}
+
+FileSystemError::FileSystemError(std::string_view action, const std::filesystem::path& path,
+                                 std::string_view reason)
+    : LocalizedError(description(action, path, reason)), code_(EINVAL) {}
 
 } // namespace Bleedwise

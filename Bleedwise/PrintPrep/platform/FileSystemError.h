@@ -14,6 +14,10 @@ public:
     /// `action` completes "Could not …", such as "read"; `code` is an `errno` value.
     FileSystemError(std::string_view action, const std::filesystem::path& path, int code);
 
+    /// The same for a failure without an `errno` value; `code()` is then EINVAL.
+    FileSystemError(std::string_view action, const std::filesystem::path& path,
+                    std::string_view reason);
+
     int code() const noexcept { return code_; }
 
 private:

@@ -9,7 +9,7 @@ namespace Bleedwise {
 /// Base of every failure that a person may see.
 ///
 /// `errorDescription()` is the exact text to show, in English, in UTF-8 apart from file names,
-/// which are bytes and appear as they are. It never ends in a line break of its own.
+/// which are bytes and appear as they are.
 class LocalizedError : public std::exception {
 public:
     const std::string& errorDescription() const noexcept { return description_; }

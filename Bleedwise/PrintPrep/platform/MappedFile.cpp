@@ -17,8 +17,10 @@ MappedFile::MappedFile(const std::filesystem::path& url) {
     struct stat status = {};
     if (!file || ::fstat(file.get(), &status) != 0)
         throw FileSystemError("read", url, errno);
+    if (S_ISDIR(status.st_mode))
+        throw FileSystemError("read", url, EISDIR);
     if (!S_ISREG(status.st_mode))
-        throw FileSystemError("read", url, S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
+        throw FileSystemError("read", url, "Not a regular file");
     permissions_ = status.st_mode & 07777;
     size_ = static_cast<std::size_t>(status.st_size);
     if (size_ == 0)

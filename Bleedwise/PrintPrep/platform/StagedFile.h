@@ -43,11 +43,14 @@ private:
     std::filesystem::path stagedURL_;
     FileDescriptor file_;
     std::string gathered_;
-    bool committed_ = false;
+    bool stagedExists_ = true;
 };
 
-/// Asks the kernel to store a file's bytes, or a folder's list of names, on the disk now.
-/// Returns 0 or an `errno` value. A file system that cannot do it for a folder counts as success.
-int flushToDisk(const std::filesystem::path& url) noexcept;
+/// Asks the kernel to store a file's bytes on the disk now. Returns 0 or an `errno` value.
+int flushToDisk(const std::filesystem::path& file) noexcept;
+
+/// Asks the kernel to store a folder's list of names on the disk now, as far as it lets us: a
+/// folder that may be written but not read cannot be flushed, and not every file system can do it.
+void flushNamesToDisk(const std::filesystem::path& folder) noexcept;
 
 } // namespace Bleedwise

@@ -2,6 +2,7 @@
 
 #include "PrintPrep/platform/FatalError.h"
 #include "PrintPrep/platform/ProcessInfo.h"
+#include "PrintPrep/platform/UTF8.h"
 
 #include <array>
 #include <cstdlib>
@@ -12,7 +13,10 @@ namespace Bleedwise::TemporaryFile {
 
 std::filesystem::path directory() {
     const char* chosen = std::getenv("TMPDIR");
-    return ProcessInfo::absoluteURL(chosen && *chosen ? chosen : "/tmp");
+    const std::filesystem::path directory =
+        ProcessInfo::absoluteURL(chosen && *chosen ? chosen : "/tmp");
+    const std::string& text = directory.native();
+    return text.find('%') == std::string::npos && UTF8::isValid(text) ? directory : "/tmp";
 }
 
 std::string randomUUID() {

@@ -1,4 +1,4 @@
-#include "PrintPrep/UTF8.h"
+#include "PrintPrep/platform/UTF8.h"
 
 #include <cstddef>
 
