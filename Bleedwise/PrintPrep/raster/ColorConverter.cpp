@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstring>
 
 #include <lcms2.h>
@@ -87,8 +88,8 @@ void ColorConverter::convert(const double* source, std::uint16_t* destination) c
     std::array<std::uint16_t, 4> numbers{};
     bool white = isAdditive(source_);
     for (std::size_t channel = 0; channel < static_cast<std::size_t>(sourceChannels_); ++channel) {
-        numbers[channel] =
-            static_cast<std::uint16_t>(std::clamp(source[channel], 0.0, 1.0) * largest16 + 0.5);
+        numbers[channel] = static_cast<std::uint16_t>(
+            std::lround(std::clamp(source[channel], 0.0, 1.0) * largest16));
         white = white && numbers[channel] == 0xffff;
     }
     if (white)

@@ -1,6 +1,7 @@
 #include "PrintPrep/raster/ColorTable.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <utility>
 
@@ -117,7 +118,7 @@ ColorTable::ColorTable(std::size_t channels, const Convert& convert)
     for (std::size_t node = 0; node < nodes_.size(); ++node) {
         for (std::size_t channel = 0; channel < channels; ++channel)
             nodes_[node][channel] =
-                static_cast<std::uint16_t>(results[node * channels + channel] * scale + 0.5);
+                static_cast<std::uint16_t>(std::lround(results[node * channels + channel] * scale));
     }
 }
 

@@ -66,8 +66,8 @@ TEST(ColorConverter, IsNotMadeFromAProfileWithoutTables) {
 
 TEST(ColorConverter, RoundsPixelsFromItsPreciseColors) {
     const auto converter = fromSRGB();
-    const std::vector<std::uint8_t> source = randomBytes(3 * 1000);
-    std::vector<std::uint8_t> pixels(4 * 1000);
+    const std::vector<std::uint8_t> source = randomBytes(3000);
+    std::vector<std::uint8_t> pixels(4000);
     converter->convertPixels(source.data(), pixels.data(), 1000);
     for (std::size_t pixel = 0; pixel < 1000; ++pixel) {
         const std::array<double, 3> color = {source[3 * pixel] / 255., source[3 * pixel + 1] / 255.,

@@ -198,7 +198,7 @@ TEST_F(ImagePDF, KeepsThePatcherFromMistakingPixelsForPages) {
 TEST(ImagePDFWriter, CannotBeMadeInAFolderThatIsNotThere) {
     const TemporaryFolder folder;
     try {
-        ImagePDFWriter(folder / "none/images.pdf", outputProfile(), settings);
+        const ImagePDFWriter writer(folder / "none/images.pdf", outputProfile(), settings);
         FAIL() << "no error";
     } catch (const PrintPrepError& error) {
         EXPECT_EQ(error.errorCase(), PrintPrepError::Case::couldNotCreateOutput);

@@ -22,7 +22,6 @@ using Testing::CommandResult;
 using Testing::contents;
 using Testing::hexadecimal;
 using Testing::Inks;
-using Testing::noInk;
 using Testing::outputOf;
 using Testing::runBleedwise;
 using Testing::TemporaryFolder;

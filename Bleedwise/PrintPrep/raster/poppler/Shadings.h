@@ -262,7 +262,8 @@ public:
         });
         if (!position)
             return false;
-        const auto step = static_cast<std::size_t>(std::clamp(*position, 0.0, 1.0) * steps + 0.5);
+        const auto step =
+            static_cast<std::size_t>(std::lround(std::clamp(*position, 0.0, 1.0) * steps));
         if (!known_[step])
             remember(step);
         std::copy_n(colors_[step].data(), isRGB_ ? 3 : 4, color);
