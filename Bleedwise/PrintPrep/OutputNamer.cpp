@@ -24,7 +24,7 @@ void refuseAllButFiles(const std::filesystem::path& destination) {
 void copyAndRemove(const std::filesystem::path& destination, const std::filesystem::path& source) {
     const MappedFile file(source);
     StagedFile staged(destination, file.permissions());
-    staged.append(file.bytes());
+    staged.append(file);
     staged.commit(Durability::powerFailure);
     // The result is in place: a source that cannot be removed is litter, not a failure.
     ::unlink(source.c_str());

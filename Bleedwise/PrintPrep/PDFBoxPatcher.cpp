@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <initializer_list>
 #include <system_error>
 #include <utility>
@@ -59,6 +60,29 @@ bool rewriteBoxes(std::string& body, const std::string& boxes) {
     return true;
 }
 
+/// How many bytes of a file are read before their memory is given back, so that a long document
+/// takes no more of it than a short one.
+constexpr std::size_t window = 16U << 20U;
+
+using AfterObject = std::function<void(const char* end)>;
+
+/// `pageObjectUpdates`, which calls `afterObject` with the end of each object's body.
+std::vector<PageObjectUpdate> collectUpdates(std::string_view text, const std::string& boxes,
+                                             const AfterObject& afterObject) {
+    std::vector<PageObjectUpdate> updates;
+    PDFPatterns::forEachObject(text, [&](std::string_view number, std::string_view body) {
+        if (const auto object = PDFPatterns::integer(number); object && isPageDictionary(body)) {
+            PageObjectUpdate update{*object, {}};
+            update.body.reserve(body.size() + 1 + boxes.size());
+            update.body = body;
+            if (rewriteBoxes(update.body, boxes))
+                updates.push_back(std::move(update));
+        }
+        afterObject(body.data() + body.size());
+    });
+    return updates;
+}
+
 /// Writes the incremental update that follows `fileSize` bytes of existing file.
 void appendUpdate(StagedFile& file, std::int64_t fileSize,
                   const std::vector<PageObjectUpdate>& updates, const TrailerInfo& trailer) {
@@ -105,32 +129,27 @@ void applyPrintBoxes(const std::filesystem::path& url, const PrintSettings& sett
     const MappedFile file(target);
     if (!makesPage(settings) || std::cmp_greater(file.bytes().size(), largestOffset))
         throw PrintPrepError::couldNotPatchPDFBoxes();
-    const auto updates = pageObjectUpdates(file.bytes(), settings, positiveMediaBoxes);
+    std::size_t released = 0;
+    const auto releaseBehind = [&](const char* end) {
+        const auto read = static_cast<std::size_t>(end - file.bytes().data());
+        if (read >= released + window)
+            file.release(released = read);
+    };
+    const auto updates =
+        collectUpdates(file.bytes(), boxString(settings, positiveMediaBoxes), releaseBehind);
     const auto trailer = trailerInfo(file.bytes());
     if (updates.empty() || !trailer)
         throw PrintPrepError::couldNotPatchPDFBoxes();
 
     StagedFile patched(target, file.permissions());
-    patched.append(file.bytes());
+    patched.append(file);
     appendUpdate(patched, static_cast<std::int64_t>(file.bytes().size()), updates, *trailer);
     patched.commit(Durability::processFailure);
 }
 
 std::vector<PageObjectUpdate>
 pageObjectUpdates(std::string_view text, const PrintSettings& settings, bool positiveMediaBoxes) {
-    const std::string boxes = boxString(settings, positiveMediaBoxes);
-    std::vector<PageObjectUpdate> updates;
-    PDFPatterns::forEachObject(text, [&](std::string_view number, std::string_view body) {
-        const auto object = PDFPatterns::integer(number);
-        if (!object || !isPageDictionary(body))
-            return;
-        PageObjectUpdate update{*object, {}};
-        update.body.reserve(body.size() + 1 + boxes.size());
-        update.body = body;
-        if (rewriteBoxes(update.body, boxes))
-            updates.push_back(std::move(update));
-    });
-    return updates;
+    return collectUpdates(text, boxString(settings, positiveMediaBoxes), [](const char*) {});
 }
 
 std::string boxString(const PrintSettings& settings, bool positiveMediaBoxes) {

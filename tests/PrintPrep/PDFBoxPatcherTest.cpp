@@ -22,7 +22,9 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace Bleedwise {
@@ -826,6 +828,31 @@ TEST(PDFBoxPatcher, NeedsNoMemoryForTheFileItself) {
     ASSERT_THROW(std::string(size, ' '), std::bad_alloc);
     EXPECT_NO_THROW(PDFBoxPatcher::applyPrintBoxes(url, a4, true));
     EXPECT_GT(std::filesystem::file_size(url), size);
+}
+
+TEST(PDFBoxPatcher, KeepsLittleOfAFileOfManyObjectsInMemory) {
+    constexpr int objects = 200;
+    const std::string stream = "9 0 obj\n<</Length 1048576>>\nstream\n" +
+                               std::string(1U << 20U, 'j') + "\nendstream\nendobj\n";
+    const TemporaryFolder folder;
+    const auto url = folder.file("large.pdf", "3 0 obj\n<</Type/Page>>\nendobj\n");
+    {
+        std::ofstream file(url, std::ios::binary | std::ios::app);
+        for (int object = 0; object < objects; ++object)
+            file << stream;
+        file << "trailer\n<</Size 10/Root 1 0 R>>\nstartxref\n0\n%%EOF\n";
+    }
+
+    const pid_t child = ::fork();
+    if (child == 0) {
+        PDFBoxPatcher::applyPrintBoxes(url, a4, true);
+        ::_exit(0);
+    }
+    int status = 0;
+    struct rusage usage = {};
+    ASSERT_EQ(::wait4(child, &status, 0, &usage), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_LT(usage.ru_maxrss, 80 << 10) << "KiB, for a file of 200 MiB";
 }
 
 #endif

@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace Bleedwise {
 
@@ -30,6 +31,12 @@ MappedFile::MappedFile(const std::filesystem::path& url) {
         throw FileSystemError("read", url, errno);
     ::madvise(mapping, size_, MADV_SEQUENTIAL);
     data_ = static_cast<const char*>(mapping);
+}
+
+void MappedFile::release(std::size_t size) const noexcept {
+    const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    if (const std::size_t wholePages = size / page * page)
+        ::madvise(const_cast<char*>(data_), wholePages, MADV_DONTNEED);
 }
 
 MappedFile::~MappedFile() {

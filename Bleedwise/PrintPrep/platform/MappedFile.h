@@ -19,6 +19,10 @@ public:
 
     std::string_view bytes() const noexcept { return {data_, size_}; }
 
+    /// Gives back the memory that the first `size` bytes take up in this process, about. They stay
+    /// readable; the kernel fetches them again when they are read.
+    void release(std::size_t size) const noexcept;
+
     /// The file's permission bits, as `chmod` takes them.
     unsigned permissions() const noexcept { return permissions_; }
 

@@ -60,6 +60,15 @@ void StagedFile::append(std::string_view bytes) {
         gathered_ += bytes;
 }
 
+void StagedFile::append(const MappedFile& file) {
+    constexpr std::size_t window = 16U << 20U;
+    const std::string_view bytes = file.bytes();
+    for (std::size_t copied = 0; copied < bytes.size(); copied += window) {
+        append(bytes.substr(copied, window));
+        file.release(copied);
+    }
+}
+
 void StagedFile::write(std::string_view bytes) {
     while (!bytes.empty()) {
         const ssize_t written =

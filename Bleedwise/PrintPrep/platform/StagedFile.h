@@ -1,6 +1,7 @@
 #pragma once
 
 #include "PrintPrep/platform/FileDescriptor.h"
+#include "PrintPrep/platform/MappedFile.h"
 
 #include <filesystem>
 #include <string>
@@ -33,6 +34,8 @@ public:
 
     /// Small pieces are gathered before they are written.
     void append(std::string_view bytes);
+    /// A whole file, in little memory: what has been copied is released.
+    void append(const MappedFile& file);
     void commit(Durability durability);
 
 private:
