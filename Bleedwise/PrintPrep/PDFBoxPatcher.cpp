@@ -62,7 +62,7 @@ bool rewriteBoxes(std::string& body, const std::string& boxes) {
 
 /// How many bytes of a file are read before their memory is given back, so that a long document
 /// takes no more of it than a short one.
-constexpr std::size_t window = 16U << 20U;
+constexpr std::size_t window = 4U << 20U;
 
 using AfterObject = std::function<void(const char* end)>;
 

@@ -61,7 +61,7 @@ void StagedFile::append(std::string_view bytes) {
 }
 
 void StagedFile::append(const MappedFile& file) {
-    constexpr std::size_t window = 16U << 20U;
+    constexpr std::size_t window = 4U << 20U;
     const std::string_view bytes = file.bytes();
     for (std::size_t copied = 0; copied < bytes.size(); copied += window) {
         append(bytes.substr(copied, window));
