@@ -15,13 +15,10 @@
 namespace Bleedwise {
 namespace {
 
-using Testing::at;
-using Testing::hexadecimal;
 using Testing::Inks;
 using Testing::middle;
 using Testing::noInk;
 using Testing::outputProfile;
-using Testing::render;
 using Testing::separated;
 using Testing::TestPDF;
 
