@@ -41,29 +41,29 @@ unsigned permissionsOf(const path& file) {
 }
 
 TEST(DefaultOutputURL, IsBesideTheInputWithTheSuffix) {
-    EXPECT_EQ(OutputNamer::defaultOutputURL("/work/poster.pdf", {210, 297, 3, true, true}),
-              "/work/poster_PRINT_210x297_3mm_FOGRA39_CMYK.pdf");
+    EXPECT_EQ(OutputNamer::defaultOutputURL("/print/poster.pdf", {210, 297, 3, true, true}),
+              "/print/poster_PRINT_210x297_3mm_FOGRA39_CMYK.pdf");
 }
 
 TEST(DefaultOutputURL, DropsOnlyTheLastExtension) {
-    EXPECT_EQ(OutputNamer::defaultOutputURL("/work/a.b.pdf", {210, 297, 3, true, true}),
-              "/work/a.b_PRINT_210x297_3mm_FOGRA39_CMYK.pdf");
+    EXPECT_EQ(OutputNamer::defaultOutputURL("/print/a.b.pdf", {210, 297, 3, true, true}),
+              "/print/a.b_PRINT_210x297_3mm_FOGRA39_CMYK.pdf");
 }
 
 TEST(DefaultOutputURL, KeepsASizeInTheNameOfTheInput) {
     EXPECT_EQ(
-        OutputNamer::defaultOutputURL("/work/poster_210x297mm.pdf", {210, 297, 3, true, true}),
-        "/work/poster_210x297mm_PRINT_210x297_3mm_FOGRA39_CMYK.pdf");
+        OutputNamer::defaultOutputURL("/print/poster_210x297mm.pdf", {210, 297, 3, true, true}),
+        "/print/poster_210x297mm_PRINT_210x297_3mm_FOGRA39_CMYK.pdf");
 }
 
 TEST(DefaultOutputURL, HasTheRasterSuffixInRasterMode) {
-    EXPECT_EQ(OutputNamer::defaultOutputURL("/work/poster.pdf", {210, 297, 3, true, false}),
-              "/work/poster (CMYK raster).pdf");
+    EXPECT_EQ(OutputNamer::defaultOutputURL("/print/poster.pdf", {210, 297, 3, true, false}),
+              "/print/poster (CMYK raster).pdf");
 }
 
 TEST(DefaultOutputURL, TakesAnInputWithoutExtension) {
-    EXPECT_EQ(OutputNamer::defaultOutputURL("/work/poster", {1, 2, 0, true, true}),
-              "/work/poster_PRINT_1x2_0mm_FOGRA39_CMYK.pdf");
+    EXPECT_EQ(OutputNamer::defaultOutputURL("/print/poster", {1, 2, 0, true, true}),
+              "/print/poster_PRINT_1x2_0mm_FOGRA39_CMYK.pdf");
 }
 
 TEST(DefaultOutputURL, KeepsTheBytesOfTheName) {
