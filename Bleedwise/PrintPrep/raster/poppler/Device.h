@@ -2,6 +2,7 @@
 
 #include "PrintPrep/raster/poppler/ColorManager.h"
 #include "PrintPrep/raster/poppler/Shadings.h"
+#include "PrintPrep/raster/poppler/SolidRectangle.h"
 
 #include <array>
 #include <cmath>
@@ -53,11 +54,13 @@ public:
 
     void fill(GfxState* state) override {
         followFillIntent(state);
-        SplashOutputDev::fill(state);
+        if (!fillSolidRectangle(*state, *getSplash(), colors_.target().isRGB))
+            SplashOutputDev::fill(state);
     }
     void eoFill(GfxState* state) override {
         followFillIntent(state);
-        SplashOutputDev::eoFill(state);
+        if (!fillSolidRectangle(*state, *getSplash(), colors_.target().isRGB))
+            SplashOutputDev::eoFill(state);
     }
     void stroke(GfxState* state) override {
         followStrokeIntent(state);

@@ -1,0 +1,158 @@
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <optional>
+#include <utility>
+
+#include <GfxState.h>
+#include <splash/Splash.h>
+#include <splash/SplashBitmap.h>
+#include <splash/SplashClip.h>
+#include <splash/SplashPath.h>
+#include <splash/SplashPattern.h>
+
+/// Large rectangles of one opaque colour, as backgrounds are.
+///
+/// Poppler takes every pixel of an area through its compositing. Where nothing shines through and
+/// no edge is near, the result is the colour itself: that part is written straight into the bitmap,
+/// and Poppler gets the frame around it. The pixels are the same.
+///
+/// A part of `PopplerRenderer.cpp`, which alone includes it: no other file sees Poppler. Nothing
+/// here may be used outside `PopplerRenderer`'s lock.
+namespace Bleedwise::Poppler {
+
+/// The sides of an upright rectangle along one axis, the lesser in device space first.
+struct Sides {
+    double user0 = 0;
+    double user1 = 0;
+    double scale = 1;
+    double offset = 0;
+
+    static Sides between(double a, double b, double scale, double offset) {
+        return a * scale <= b * scale ? Sides{a, b, scale, offset} : Sides{b, a, scale, offset};
+    }
+    double device0() const { return user0 * scale + offset; }
+    double device1() const { return user1 * scale + offset; }
+    double toUser(int device) const { return (device - offset) / scale; }
+};
+
+/// Pixels of the bitmap, the last ones not included.
+struct PixelRange {
+    int first = 0;
+    int last = 0;
+
+    std::int64_t count() const { return std::max(0, last - first); }
+};
+
+/// The pixels between the sides that neither the sides nor the clip's touch. Poppler moves sides to
+/// pixels' edges, at most half a pixel away.
+inline PixelRange interior(const Sides& sides, double clip0, double clip1, int size) {
+    constexpr int margin = 2;
+    const auto bounded = [&](double position) {
+        return static_cast<int>(std::clamp(position, 0.0, static_cast<double>(size)));
+    };
+    return {bounded(std::ceil(std::max(sides.device0(), clip0))) + margin,
+            bounded(std::floor(std::min(sides.device1(), clip1))) - margin};
+}
+
+/// The sides of the path if it is one upright rectangle, across and down.
+inline std::optional<std::pair<Sides, Sides>> rectangle(const GfxState& state) {
+    const GfxPath& path = *state.getPath();
+    const double* ctm = state.getCTM();
+    if (path.getNumSubpaths() != 1 || ctm[1] != 0 || ctm[2] != 0 || !std::isnormal(ctm[0]) ||
+        !std::isnormal(ctm[3]))
+        return std::nullopt;
+    const GfxSubpath& points = *path.getSubpath(0);
+    const int count = points.getNumPoints();
+    if (count != 4 &&
+        !(count == 5 && points.getX(4) == points.getX(0) && points.getY(4) == points.getY(0)))
+        return std::nullopt;
+    for (int i = 0; i < count; ++i) {
+        if (points.getCurve(i))
+            return std::nullopt;
+    }
+    const auto sameX = [&](int a, int b) { return points.getX(a) == points.getX(b); };
+    const auto sameY = [&](int a, int b) { return points.getY(a) == points.getY(b); };
+    if (!(sameY(0, 1) && sameX(1, 2) && sameY(2, 3) && sameX(3, 0)) &&
+        !(sameX(0, 1) && sameY(1, 2) && sameX(2, 3) && sameY(3, 0)))
+        return std::nullopt;
+    return std::pair(Sides::between(points.getX(0), points.getX(2), ctm[0], ctm[4]),
+                     Sides::between(points.getY(0), points.getY(2), ctm[3], ctm[5]));
+}
+
+/// Whether filling now replaces what is there by one colour of the bitmap.
+inline bool paintsSolid(GfxState& state, Splash& splash, bool isRGB) {
+    return splash.getBitmap()->getMode() == (isRGB ? splashModeRGB8 : splashModeCMYK8) &&
+           splash.getFillPattern()->isStatic() && splash.getFillAlpha() == 1 &&
+           !splash.getSoftMask() && !splash.getBlendFunc() && !state.getFillOverprint() &&
+           !state.getTransfer()[0] && splash.getClip()->getNumPaths() == 0 &&
+           splash.getStrokeAdjust() && splash.getVectorAntialias() &&
+           !state.getFillColorSpace()->isNonMarking();
+}
+
+inline void fillRectangle(Splash& splash, double x0, double y0, double x1, double y1) {
+    SplashPath path;
+    path.moveTo(x0, y0);
+    path.lineTo(x1, y0);
+    path.lineTo(x1, y1);
+    path.lineTo(x0, y1);
+    path.close();
+    splash.fill(&path, false);
+}
+
+inline void fillPixels(Splash& splash, PixelRange across, PixelRange down) {
+    SplashBitmap& bitmap = *splash.getBitmap();
+    const std::size_t channels = bitmap.getMode() == splashModeRGB8 ? 3 : 4;
+    const auto count = static_cast<std::size_t>(across.count());
+    SplashColor color = {};
+    splash.getFillPattern()->getColor(across.first, down.first, color);
+    unsigned char* firstRow = nullptr;
+    for (int y = down.first; y < down.last; ++y) {
+        unsigned char* row = bitmap.getDataPtr() +
+                             static_cast<std::ptrdiff_t>(y) * bitmap.getRowSize() +
+                             static_cast<std::ptrdiff_t>(channels) * across.first;
+        if (firstRow) {
+            std::memcpy(row, firstRow, channels * count);
+        } else {
+            for (std::size_t pixel = 0; pixel < count; ++pixel)
+                std::copy_n(color, channels, row + channels * pixel);
+            firstRow = row;
+        }
+        if (unsigned char* alpha = bitmap.getAlphaPtr())
+            std::fill_n(alpha + static_cast<std::ptrdiff_t>(y) * bitmap.getAlphaRowSize() +
+                            across.first,
+                        count, 255);
+    }
+}
+
+/// Fills the current path; false when that is Poppler's own business.
+inline bool fillSolidRectangle(GfxState& state, Splash& splash, bool isRGB) {
+    const auto sides = paintsSolid(state, splash, isRGB) ? rectangle(state) : std::nullopt;
+    if (!sides)
+        return false;
+    const auto& [x, y] = *sides;
+    SplashClip& clip = *splash.getClip();
+    const SplashBitmap& bitmap = *splash.getBitmap();
+    const PixelRange across = interior(x, clip.getXMin(), clip.getXMax(), bitmap.getWidth());
+    const PixelRange down = interior(y, clip.getYMin(), clip.getYMax(), bitmap.getHeight());
+    constexpr std::int64_t worthwhile = 2'500; // pixels
+    if (across.count() * down.count() < worthwhile)
+        return false;
+
+    const double left = x.toUser(across.first);
+    const double right = x.toUser(across.last);
+    const double top = y.toUser(down.first);
+    const double bottom = y.toUser(down.last);
+    fillRectangle(splash, x.user0, y.user0, x.user1, top);
+    fillRectangle(splash, x.user0, bottom, x.user1, y.user1);
+    fillRectangle(splash, x.user0, top, left, bottom);
+    fillRectangle(splash, right, top, x.user1, bottom);
+    fillPixels(splash, across, down);
+    return true;
+}
+
+} // namespace Bleedwise::Poppler
