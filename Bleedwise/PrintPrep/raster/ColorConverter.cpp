@@ -112,12 +112,15 @@ void ColorConverter::makeTable() const {
     if (sourceChannels_ == 3) {
         const auto channels = static_cast<std::size_t>(destinationChannels_);
         table_ = std::make_unique<ColorTable>(
-            channels, [&](const std::uint16_t* colors, std::uint16_t* results, std::size_t count) {
+            channels, [this, channels](const std::uint16_t* colors, std::uint16_t* results,
+                                       std::size_t count) {
                 cmsDoTransform(precise_.get(), colors, results,
                                static_cast<cmsUInt32Number>(count));
-                if (isAdditive(source_)) // white comes last
-                    std::fill_n(results + (count - 1) * channels, channels,
-                                blank(destination_) * 0x101);
+                for (std::size_t i = 0; isAdditive(source_) && i < count; ++i) {
+                    const std::uint16_t* color = colors + 3 * i;
+                    if (std::all_of(color, color + 3, [](auto n) { return n == 0xffff; }))
+                        std::fill_n(results + i * channels, channels, blank(destination_) * 0x101);
+                }
             });
     } else {
         tableTransform_ = transform(layout(source_, 1), layout(destination_, 1),

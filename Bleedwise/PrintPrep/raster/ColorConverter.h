@@ -42,9 +42,9 @@ public:
     void convertPixels(const std::uint8_t* source, std::uint8_t* destination,
                        std::size_t count) const;
 
-    /// The same through a table that stands in for the profiles: several times as fast from about
-    /// `tableWorthwhile` pixels on, since the first use makes the table. See `ColorTable` for how
-    /// far off it is.
+    /// The same through a table that stands in for the profiles, which is several times as fast:
+    /// for three source channels always (see `ColorTable` for how far off it is), for four from
+    /// `tableWorthwhile` pixels on, since the first use makes the table.
     void convertPixelsByTable(const std::uint8_t* source, std::uint8_t* destination,
                               std::size_t count) const;
 
@@ -73,8 +73,8 @@ private:
     mutable Transform pixels_;
     mutable bool pixelsKeepWhite_ = true;
     mutable std::once_flag tableOnce_;
-    mutable std::unique_ptr<const ColorTable> table_; // for three source channels
-    mutable Transform tableTransform_;                // for others
+    mutable std::unique_ptr<ColorTable> table_; // for three source channels
+    mutable Transform tableTransform_;          // for others
 };
 
 } // namespace Bleedwise

@@ -195,11 +195,7 @@ private:
         PixelBuffer inks = bitmap ? PixelBuffer::zeroed(4 * pixels) : PixelBuffer();
         if (!inks.data())
             return converter ? RenderFailure::tooLarge : RenderFailure::failed;
-        // By the size of the whole, so that bands do not differ.
-        if (request.size.width * request.size.height >= ColorConverter::tableWorthwhile)
-            converter->convertPixelsByTable(bitmap->getDataPtr(), inks.data(), pixels);
-        else
-            converter->convertPixels(bitmap->getDataPtr(), inks.data(), pixels);
+        converter->convertPixelsByTable(bitmap->getDataPtr(), inks.data(), pixels);
         return inks;
     }
 

@@ -46,7 +46,7 @@ public:
     }
     bool convertsRows() const override { return !isLab_; }
     void convertRow(const unsigned char* in, unsigned char* out, int length) const override {
-        if (effort_ == Effort::table)
+        if (effort_ == Effort::table || converter_->sourceChannels() == 3)
             converter_->convertPixelsByTable(in, out, static_cast<std::size_t>(length));
         else
             converter_->convertPixels(in, out, static_cast<std::size_t>(length));

@@ -66,7 +66,7 @@ private:
 enum class Effort {
     /// Few colours: as the profiles tell.
     precise,
-    /// An image large enough for a table.
+    /// An image large enough for a table of four channels.
     table,
     /// A shading, which asks for each pixel and gets similar colours again and again.
     remembered,
