@@ -34,13 +34,17 @@ std::string reference(int object) {
     return PDFObjectFile::reference(object);
 }
 
-/// The stream dictionary's entries for Flate data, with or without hexadecimal digits around it.
-std::string filterEntries(bool isHexadecimal, const std::string& parameters) {
-    std::string entries =
-        isHexadecimal ? " /Filter [/ASCIIHexDecode /FlateDecode]" : " /Filter /FlateDecode";
+/// The stream dictionary's entries for data that `filters` undo, with or without hexadecimal digits
+/// around it. `parameters` are the first filter's.
+std::string filterEntries(bool isHexadecimal, const std::string& filters,
+                          const std::string& parameters) {
+    if (isHexadecimal)
+        return filterEntries(false, "/ASCIIHexDecode " + filters,
+                             parameters.empty() ? "" : "null " + parameters);
+    const bool isSingle = filters.find(' ') == std::string::npos;
+    std::string entries = " /Filter " + (isSingle ? filters : "[" + filters + "]");
     if (!parameters.empty())
-        entries += isHexadecimal ? " /DecodeParms [null " + parameters + "]"
-                                 : " /DecodeParms " + parameters;
+        entries += " /DecodeParms " + (isSingle ? parameters : "[" + parameters + "]");
     return entries;
 }
 
@@ -51,7 +55,7 @@ ImagePDFWriter::ImagePDFWriter(std::filesystem::path url, const OutputProfile& p
     : file_(std::move(url)), settings_(settings), catalog_(file_.reserve()),
       pageTree_(file_.reserve()), outputProfile_(file_.reserve()), colorSpace_(file_.reserve()) {
     const std::string compressed = deflated(profile.bytes());
-    writeStream(outputProfile_, "/N 4 /Alternate /DeviceCMYK", "",
+    writeStream(outputProfile_, {"/N 4 /Alternate /DeviceCMYK", "/FlateDecode", ""},
                 [&](const auto& sink) { sink(compressed); });
     file_.begin(colorSpace_);
     file_.write("[/ICCBased " + reference(outputProfile_) + "]");
@@ -79,13 +83,13 @@ void ImagePDFWriter::finish() {
     file_.finish(catalog_);
 }
 
-void ImagePDFWriter::writeStream(int object, const std::string& entries,
-                                 const std::string& parameters, const Produce& produce) {
+void ImagePDFWriter::writeStream(int object, const StreamEntries& entries, const Produce& produce) {
     const int length = file_.reserve();
     const auto writeHead = [&](bool isHexadecimal) {
         file_.begin(object);
-        file_.write("<< " + entries + filterEntries(isHexadecimal, parameters) + " /Length " +
-                    reference(length) + " >>\nstream\n");
+        file_.write("<< " + entries.others +
+                    filterEntries(isHexadecimal, entries.filters, entries.parameters) +
+                    " /Length " + reference(length) + " >>\nstream\n");
         return file_.size();
     };
 
@@ -116,14 +120,13 @@ void ImagePDFWriter::writeImage(int object, const CMYKImage& image) {
                                 std::to_string(image.width()) + " /Height " +
                                 std::to_string(image.height()) +
                                 " /BitsPerComponent 8 /ColorSpace " + reference(colorSpace_);
-    const std::string dense = ImageCompression::compressIfFlat(image);
-    const std::string parameters = dense.empty() ? ImageCompression::parameters(image) : "";
-    writeStream(object, entries, parameters, [&](const auto& sink) {
-        if (dense.empty())
-            ImageCompression::compressFast(image, sink);
-        else
-            sink(dense);
-    });
+    const ImageCompression::FlatImage flat = ImageCompression::compressIfFlat(image);
+    if (!flat.bytes.empty())
+        writeStream(object, {entries, flat.filters, ""},
+                    [&](const auto& sink) { sink(flat.bytes); });
+    else
+        writeStream(object, {entries, "/FlateDecode", ImageCompression::parameters(image)},
+                    [&](const auto& sink) { ImageCompression::compressFast(image, sink); });
 }
 
 void ImagePDFWriter::writeContents(int object) {

@@ -41,8 +41,14 @@ private:
     /// Gives a stream's bytes to its argument, piece by piece.
     using Produce = std::function<void(const std::function<void(std::string_view)>&)>;
 
-    void writeStream(int object, const std::string& entries, const std::string& parameters,
-                     const Produce& produce);
+    /// What a stream's dictionary says beside its length. `parameters` are the first filter's.
+    struct StreamEntries {
+        std::string others;
+        std::string filters;
+        std::string parameters;
+    };
+
+    void writeStream(int object, const StreamEntries& entries, const Produce& produce);
     void writeImage(int object, const CMYKImage& image);
     void writeContents(int object);
     void writePage(int object, int contents, int image);

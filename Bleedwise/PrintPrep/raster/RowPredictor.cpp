@@ -51,8 +51,8 @@ void subtractLeft(const std::uint8_t* row, std::uint8_t* output, std::size_t cou
 
 } // namespace
 
-RowPredictor::RowPredictor(std::size_t rowBytes)
-    : rowBytes_(rowBytes), blank_(rowBytes), above_(blank_.data()) {}
+RowPredictor::RowPredictor(std::size_t rowBytes, const std::uint8_t* above)
+    : rowBytes_(rowBytes), blank_(above ? 0 : rowBytes), above_(above ? above : blank_.data()) {}
 
 void RowPredictor::predict(const std::uint8_t* row, std::uint8_t* output) {
     std::uint8_t* differences = output + 1;

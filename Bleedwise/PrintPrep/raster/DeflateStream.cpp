@@ -1,0 +1,207 @@
+#include "PrintPrep/raster/DeflateStream.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <span>
+#include <stdexcept>
+#include <string_view>
+#include <vector>
+
+namespace Bleedwise::DeflateStream {
+namespace {
+
+constexpr unsigned longestCode = 15;
+constexpr unsigned endOfBlock = 256;
+constexpr unsigned firstLength = 257;
+
+/// RFC 1951, 3.2.5: bits behind the code of a length or a distance.
+constexpr std::array<std::uint8_t, 31> lengthExtraBits = {
+    0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3, 4, 4, 4, 4, 5, 5, 5, 5, 0, 0, 0};
+constexpr std::array<std::uint8_t, 32> distanceExtraBits = {0,  0,  0,  0,  1,  1,  2,  2,  3, 3, 4,
+                                                            4,  5,  5,  6,  6,  7,  7,  8,  8, 9, 9,
+                                                            10, 10, 11, 11, 12, 12, 13, 13, 0, 0};
+
+[[noreturn]] void fail() {
+    throw std::invalid_argument("not a DEFLATE stream");
+}
+
+/// Reads a stream from the lowest bit of its first byte on.
+class Bits {
+public:
+    explicit Bits(std::string_view stream) : stream_(stream) {}
+
+    std::size_t position() const { return position_; }
+
+    /// The next bits, at least 25 of them; zeros behind the end.
+    std::uint32_t peek() const {
+        std::uint64_t word = 0;
+        const std::size_t byte = position_ / 8;
+        if (byte + sizeof word <= stream_.size())
+            std::memcpy(&word, &stream_[byte], sizeof word);
+        else if (byte < stream_.size())
+            std::memcpy(&word, &stream_[byte], stream_.size() - byte);
+        return static_cast<std::uint32_t>(word >> (position_ % 8));
+    }
+    void skip(std::size_t count) {
+        position_ += count;
+        if (position_ > 8 * stream_.size())
+            fail();
+    }
+    unsigned read(unsigned count) {
+        const unsigned value = peek() & ((1U << count) - 1);
+        skip(count);
+        return value;
+    }
+    void skipToByte() { skip((8 - position_ % 8) % 8); }
+
+private:
+    std::string_view stream_;
+    std::size_t position_ = 0;
+};
+
+/// A prefix code (RFC 1951, 3.2.2), looked up by the next 15 bits.
+class Code {
+public:
+    explicit Code(std::span<const std::uint8_t> lengths) : entries_(1U << longestCode) {
+        unsigned code = 0;
+        for (unsigned length = 1; length <= longestCode; ++length, code <<= 1U) {
+            for (std::size_t symbol = 0; symbol < lengths.size(); ++symbol) {
+                if (lengths[symbol] == length)
+                    add(code++, length, static_cast<std::uint16_t>(symbol));
+            }
+        }
+    }
+
+    unsigned read(Bits& bits) const {
+        const Entry& entry = entries_[bits.peek() & (entries_.size() - 1)];
+        if (entry.length == 0)
+            fail();
+        bits.skip(entry.length);
+        return entry.symbol;
+    }
+
+private:
+    struct Entry {
+        std::uint16_t symbol = 0;
+        std::uint8_t length = 0;
+    };
+
+    /// Codes begin with their highest bit.
+    void add(unsigned code, unsigned length, std::uint16_t symbol) {
+        unsigned reversed = 0;
+        for (unsigned bit = 0; bit < length; ++bit)
+            reversed |= (code >> bit & 1U) << (length - 1 - bit);
+        if (code >> length != 0)
+            fail();
+        for (std::size_t entry = reversed; entry < entries_.size(); entry += 1U << length)
+            entries_[entry] = {symbol, static_cast<std::uint8_t>(length)};
+    }
+
+    std::vector<Entry> entries_;
+};
+
+void skipSymbols(Bits& bits, const Code& literals, const Code& distances) {
+    for (;;) {
+        const unsigned symbol = literals.read(bits);
+        if (symbol == endOfBlock)
+            return;
+        if (symbol >= firstLength) {
+            bits.skip(lengthExtraBits[symbol - firstLength]);
+            bits.skip(distanceExtraBits[distances.read(bits)]);
+        }
+    }
+}
+
+void skipStored(Bits& bits) {
+    bits.skipToByte();
+    const unsigned length = bits.read(16);
+    bits.skip(16); // its complement
+    bits.skip(std::size_t{8} * length);
+}
+
+void skipFixed(Bits& bits) {
+    std::array<std::uint8_t, 288> lengths{};
+    std::fill_n(lengths.begin(), 144, 8);
+    std::fill_n(lengths.begin() + 144, 112, 9);
+    std::fill_n(lengths.begin() + 256, 24, 7);
+    std::fill_n(lengths.begin() + 280, 8, 8);
+    std::array<std::uint8_t, 32> distanceLengths{};
+    distanceLengths.fill(5);
+    skipSymbols(bits, Code(lengths), Code(distanceLengths));
+}
+
+void skipDynamic(Bits& bits) {
+    const std::size_t literalCount = bits.read(5) + 257;
+    const std::size_t distanceCount = bits.read(5) + 1;
+    const std::size_t codeCount = bits.read(4) + 4;
+    constexpr std::array<std::uint8_t, 19> order = {16, 17, 18, 0, 8,  7, 9,  6, 10, 5,
+                                                    11, 4,  12, 3, 13, 2, 14, 1, 15};
+    std::array<std::uint8_t, 19> codeLengths{};
+    for (std::size_t i = 0; i < codeCount; ++i)
+        codeLengths[order[i]] = static_cast<std::uint8_t>(bits.read(3));
+    const Code code(codeLengths);
+
+    std::array<std::uint8_t, 288 + 32> lengths{};
+    for (std::size_t i = 0; i < literalCount + distanceCount;) {
+        const unsigned symbol = code.read(bits);
+        std::uint8_t value = 0;
+        std::size_t count = 1;
+        if (symbol < 16) {
+            value = static_cast<std::uint8_t>(symbol);
+        } else if (symbol == 16 && i > 0) {
+            value = lengths[i - 1];
+            count = bits.read(2) + 3;
+        } else {
+            count = symbol == 17 ? bits.read(3) + 3 : bits.read(7) + 11;
+        }
+        if (i + count > literalCount + distanceCount)
+            fail();
+        std::fill_n(lengths.begin() + static_cast<std::ptrdiff_t>(i), count, value);
+        i += count;
+    }
+    const std::span<const std::uint8_t> all(lengths);
+    skipSymbols(bits, Code(all.first(literalCount)),
+                Code(all.subspan(literalCount, distanceCount)));
+}
+
+} // namespace
+
+std::string continued(std::string stream) {
+    Bits bits(stream);
+    for (;;) {
+        const std::size_t start = bits.position();
+        const bool isLast = bits.read(1) != 0;
+        switch (bits.read(2)) {
+        case 0:
+            skipStored(bits);
+            break;
+        case 1:
+            skipFixed(bits);
+            break;
+        case 2:
+            skipDynamic(bits);
+            break;
+        default:
+            fail();
+        }
+        if (!isLast)
+            continue;
+
+        char& head = stream[start / 8];
+        head = static_cast<char>(static_cast<unsigned char>(head) & ~(1U << (start % 8)));
+        // Three zero bits begin a stored block, and zeros up to the byte's end follow them.
+        const std::size_t used = bits.position() % 8;
+        if (used != 0)
+            stream[bits.position() / 8] = static_cast<char>(
+                static_cast<unsigned char>(stream[bits.position() / 8]) & ((1U << used) - 1));
+        constexpr std::size_t blockHead = 3;
+        stream.resize((bits.position() + blockHead + 7) / 8, '\0');
+        constexpr std::string_view emptyLength("\x00\x00\xff\xff", 4);
+        return stream.append(emptyLength);
+    }
+}
+
+} // namespace Bleedwise::DeflateStream
