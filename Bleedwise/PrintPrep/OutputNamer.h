@@ -16,7 +16,8 @@ std::filesystem::path defaultOutputURL(const std::filesystem::path& inputURL,
 ///
 /// On every failure, a full disk or a killed process included, the destination still holds its old
 /// bytes and the source is still there. From another file system the file is first copied beside
-/// the destination. The new file has reached the disk when this returns.
+/// the destination. The new file's bytes have reached the disk when this returns; its name in the
+/// folder has, too, where the folder may be read.
 ///
 /// Throws `FileSystemError`: also when the destination is a folder or a device, which are never
 /// replaced.
