@@ -252,6 +252,46 @@ TEST(SoftMask, OfRGBLuminosityWeighsTheColors) {
     expectNear(middle(pdf.bytes()), {{0, 0, 0, 150}}); // 0.59 of 255 (ISO 32000-1, 11.5.3)
 }
 
+struct MaskGroup {
+    const char* name;
+    const char* entries;
+};
+
+std::ostream& operator<<(std::ostream& stream, const MaskGroup& group) {
+    return stream << group.name;
+}
+
+class LuminosityMask : public testing::TestWithParam<MaskGroup> {
+protected:
+    /// Black through the mask that a group with these contents makes.
+    static Inks masked(const std::string& contents) {
+        TestPDF pdf;
+        const std::string group = pdf.stream(
+            "/Type /XObject /Subtype /Form /BBox [0 0 24 24] /Group << /S /Transparency " +
+                std::string(GetParam().entries) + " >>",
+            contents);
+        pdf.page({"/Masked gs 0 0 0 1 k 0 0 24 24 re f",
+                  "/ExtGState << /Masked << /SMask << /S /Luminosity /G " + group + " >> >> >>"});
+        return middle(pdf.bytes());
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Groups, LuminosityMask,
+                         testing::Values(MaskGroup{"Isolated", "/CS /DeviceRGB /I true"},
+                                         MaskGroup{"NotIsolated", "/CS /DeviceRGB"},
+                                         MaskGroup{"GrayNotIsolated", "/CS /DeviceGray"},
+                                         MaskGroup{"WithoutSpace", "/I true"},
+                                         MaskGroup{"WithoutAnything", ""}),
+                         [](const auto& group) { return std::string(group.param.name); });
+
+TEST_P(LuminosityMask, OfRGBGrayIsItsNumber) {
+    expectNear(masked("0.5 0.5 0.5 rg 0 0 24 24 re f"), {{0, 0, 0, 128}});
+}
+
+TEST_P(LuminosityMask, LetsNothingThroughWhereItIsEmpty) {
+    EXPECT_EQ(masked("1 g 0 0 2 2 re f"), noInk);
+}
+
 TEST(SoftMask, OfAnImageLetsItThrough) {
     TestPDF pdf;
     const std::string mask =

@@ -10,6 +10,7 @@
 #include <memory>
 #include <utility>
 
+#include <GfxState.h>
 #include <PDFDoc.h>
 #include <SplashOutputDev.h>
 #include <splash/Splash.h>
@@ -101,6 +102,16 @@ public:
         SplashOutputDev::drawSoftMaskedImage(state, reference, stream, width, height,
                                              replaced ? replaced.get() : map, interpolate, mask,
                                              maskWidth, maskHeight, maskMap, maskInterpolate);
+    }
+
+    /// What lies below has no part in a soft mask, so its group counts as isolated (ISO 32000-1,
+    /// 11.5), and only then does Poppler draw it in the group's own space. Web browsers leave that
+    /// space out; as the mask was made on a screen, its luminosity is that of RGB.
+    void beginTransparencyGroup(GfxState* state, const double* box, GfxColorSpace* space,
+                                bool isolated, bool knockout, bool forSoftMask) override {
+        SplashOutputDev::beginTransparencyGroup(state, box,
+                                                forSoftMask && !space ? &maskSpace_ : space,
+                                                isolated || forSoftMask, knockout, forSoftMask);
     }
 
     bool functionShadedFill(GfxState* state, GfxFunctionShading* shading) override {
@@ -262,6 +273,7 @@ private:
 
     PDFDoc& document_;
     ColorManager& colors_;
+    GfxDeviceRGBColorSpace maskSpace_;
 };
 
 } // namespace Bleedwise::Poppler
