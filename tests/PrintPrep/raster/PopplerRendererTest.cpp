@@ -286,6 +286,27 @@ TEST(LabColor, IsSeparatedInImages) {
                separated(Profile::lab(), {60, 40, -30}));
 }
 
+std::string taggedLab(TestPDF& pdf) {
+    return "[/ICCBased " +
+           pdf.stream("/N 3 /Range [0 100 -128 127 -128 127] /Alternate " + std::string(labSpace),
+                      Testing::labProfile()) +
+           "]";
+}
+
+TEST(TaggedLab, IsSeparated) {
+    expectNear(paintedIn(taggedLab, "60 40 -30"), separated(Profile::lab(), {60, 40, -30}));
+}
+
+TEST(TaggedLab, IsSeparatedInSmallImages) {
+    expectNear(image(taggedLab, repeated(bytes({153, 168, 98}), 16), 4, 4),
+               separated(Profile::lab(), {60, 40, -30}));
+}
+
+TEST(TaggedLab, IsSeparatedInLargeImages) {
+    expectNear(image(taggedLab, repeated(bytes({153, 168, 98}), 600 * 600), 600, 600),
+               separated(Profile::lab(), {60, 40, -30}));
+}
+
 TEST(IndexedColor, IsSeparatedByItsBase) {
     expectNear(paintedIn([](TestPDF&) { return "[/Indexed /DeviceRGB 1 <ffffff1a33e6>]"; }, "1"),
                separated(sRGB(), {0x1a / 255., 0x33 / 255., 0xe6 / 255.}));
