@@ -102,6 +102,29 @@ TEST(RadialShading, IsSeparatedPixelByPixel) {
     expectOnRamp(at(image, 75, 50), 0.5);
 }
 
+/// A gradient from white on the edge of a circle to black on all of it, extended at both ends. The
+/// page's contents move it so that the circle's middle is the page's and its edge is to the lower
+/// left of that.
+CMYKImage touchingCircles(const std::string& move, const std::string& coordinates) {
+    TestPDF pdf;
+    const std::string shading =
+        pdf.object("<< /ShadingType 3 /ColorSpace /DeviceCMYK /Coords [" + coordinates +
+                   "] /Extend [true true] " + cmykRamp + " >>");
+    pdf.page({move + " cm /Shade sh", "/Shading << /Shade " + shading + " >>"});
+    return render(pdf.bytes());
+}
+
+TEST(RadialShading, FromTheEdgeOfItsCircleIsHalfwayInTheMiddle) {
+    expectNear(at(touchingCircles("20 0 0 20 6 4", "0 0 0 0.3 0.4 0.5"), 50, 50), {{0, 0, 0, 128}});
+}
+
+TEST(RadialShading, FromTheEdgeOfItsCircleBearsRounding) {
+    // The circles touch but for the last digits of the numbers; beside them all is the start.
+    const CMYKImage image =
+        touchingCircles("3 0 0 3 -2994.6 -2997", "1000.1 1000.2 0 1002.2 1003 3.5");
+    EXPECT_EQ(at(image, 4, 96), noInk);
+}
+
 // Free-form triangles: flag, x, y in bytes over 24 points, RGB.
 const char* const meshEntries =
     "/ShadingType 4 /ColorSpace /DeviceRGB /BitsPerCoordinate 8 /BitsPerComponent 8 /BitsPerFlag 8 "
