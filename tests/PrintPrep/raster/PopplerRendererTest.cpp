@@ -448,6 +448,28 @@ TEST(Overprint, OfASpotColorAddsToTheInksBelow) {
               (Inks{{255, 204, 102, 102}}));
 }
 
+/// Cyan under a shading that overprints: the spot colour "Varnish" from nothing to full, by
+/// further entries.
+Inks spotShadingOverCyan(const std::string& shading) {
+    return middle(TestPDF::ofPage(
+        {"1 0 0 0 k 0 0 24 24 re f /Over gs /Shade sh",
+         "/ExtGState << /Over << /op true >> >> /Shading << /Shade << /ColorSpace [/Separation "
+         "/Varnish /DeviceCMYK " +
+             std::string(cmykTint) +
+             "] /Function << /FunctionType 2 /Domain [0 1] /C0 [1] /C1 [1] /N 1 >> " + shading +
+             " >> >>"}));
+}
+
+TEST(Overprint, OfAnAxialSpotGradientAddsToTheInksBelow) {
+    EXPECT_EQ(spotShadingOverCyan("/ShadingType 2 /Coords [0 0 24 0]"),
+              (Inks{{255, 204, 102, 102}}));
+}
+
+TEST(Overprint, OfARadialSpotGradientAddsToTheInksBelow) {
+    EXPECT_EQ(spotShadingOverCyan("/ShadingType 3 /Coords [12 12 0 12 12 12]"),
+              (Inks{{255, 204, 102, 102}}));
+}
+
 TEST(Knockout, IsTheRuleWithoutOverprint) {
     EXPECT_EQ(middle(TestPDF::ofPage({"1 0 0 0 k 0 0 24 24 re f 0 0 0 1 k 6 6 12 12 re f"})),
               (Inks{{0, 0, 0, 255}}));

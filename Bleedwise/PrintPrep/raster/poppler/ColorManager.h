@@ -115,6 +115,25 @@ public:
         return nullptr;
     }
 
+    /// The same for a shading. A spot colour over process colours, which may be left to Poppler
+    /// elsewhere, is replaced too where it overprints: Poppler paints no such shading at all.
+    std::unique_ptr<GfxColorSpace> managedShading(const GfxColorSpace& space, Intent intent,
+                                                  bool overprints) {
+        auto replaced = managed(space, intent, Effort::remembered);
+        if (replaced || !overprints || target_.isRGB || space.isNonMarking())
+            return replaced;
+        auto& original = const_cast<GfxColorSpace&>(space);
+        if (space.getMode() == csSeparation) {
+            auto& separation = static_cast<GfxSeparationColorSpace&>(original);
+            return spotInks(space, *separation.getFunc(), *separation.getAlt(), intent);
+        }
+        if (space.getMode() == csDeviceN) {
+            auto& deviceN = static_cast<GfxDeviceNColorSpace&>(original);
+            return spotInks(space, *deviceN.getTintTransformFunc(), *deviceN.getAlt(), intent);
+        }
+        return nullptr;
+    }
+
 private:
     using MakeProfile = std::function<std::optional<Profile>()>;
 
@@ -286,6 +305,15 @@ private:
             return nullptr;
         return wrap(
             std::make_shared<TintDefinition>(space, function, std::move(replaced), target_.isRGB),
+            intent);
+    }
+
+    /// A spot colour over a space that needs no management.
+    std::unique_ptr<GfxColorSpace> spotInks(const GfxColorSpace& space, const Function& function,
+                                            GfxColorSpace& alternate, Intent intent) const {
+        return wrap(
+            std::make_shared<TintDefinition>(
+                space, function, std::unique_ptr<GfxColorSpace>(alternate.copy()), target_.isRGB),
             intent);
     }
 

@@ -215,12 +215,14 @@ private:
     }
 
     /// Fills the clip with a shading by its ramp; false when that is Poppler's own business: with
-    /// overprint, or inside a soft mask that has another kind of colours.
+    /// overprint of process colours, or inside a soft mask that has another kind of colours.
     template <typename Position>
     bool fillRamp(GfxState* state, GfxUnivariateShading& shading, const Position& position) {
         const bool isRGB = colors_.target().isRGB;
         const auto toUser = UserSpace::of(*state);
-        if (!position.isUsable() || state->getFillOverprint() || !toUser ||
+        const auto* space = dynamic_cast<const ManagedColorSpace*>(shading.getColorSpace());
+        const bool isSpot = space && space->isSpot();
+        if (!position.isUsable() || (state->getFillOverprint() && !isSpot) || !toUser ||
             getBitmap()->getMode() != (isRGB ? splashModeRGB8 : splashModeCMYK8))
             return false;
 
@@ -230,9 +232,12 @@ private:
         setVectorAntialias(true); // the interpreter has switched it off for shadings
         constexpr unsigned allInks = 0xffffffff;
         getSplash()->setOverprintMask(allInks, false);
+        if (state->getFillOverprint()) // Splash then spares the inks that a pixel does without
+            getSplash()->setOverprintMode(1);
         // A stroke's pattern means that the clip is the stroke.
         const bool done = getSplash()->shadedFill(&path, shading.getHasBBox(), &pattern,
                                                   state->getStrokePattern() != nullptr) == splashOk;
+        getSplash()->setOverprintMode(state->getOverprintMode());
         setVectorAntialias(antialias);
         return done;
     }
@@ -267,7 +272,8 @@ private:
     }
 
     std::unique_ptr<ShadingSpace> managedSpace(GfxState* state, GfxShading& shading) {
-        auto space = colors_.managed(*shading.getColorSpace(), intentOf(state), Effort::remembered);
+        auto space = colors_.managedShading(*shading.getColorSpace(), intentOf(state),
+                                            state->getFillOverprint());
         return space ? std::make_unique<ShadingSpace>(shading, std::move(space)) : nullptr;
     }
 
