@@ -470,6 +470,18 @@ TEST(Overprint, OfARadialSpotGradientAddsToTheInksBelow) {
               (Inks{{255, 204, 102, 102}}));
 }
 
+TEST(Overprint, OfASpotColorWithBlackAddsToTheInksBelow) {
+    TestPDF pdf;
+    const std::string tint =
+        pdf.stream("/FunctionType 4 /Domain [0 1 0 1] /Range [0 1 0 1 0 1 0 1]",
+                   "{ 0.6 mul 0 exch 0 4 -1 roll }"); // black and spot to 0, 0.6 spot, 0, black
+    pdf.page({"1 0 0 0 k 0 0 24 24 re f /Over gs /Tint cs 1 1 sc 6 6 12 12 re f",
+              "/ExtGState << /Over << /op true >> >> /ColorSpace << /Tint [/DeviceN [/Black "
+              "/Varnish] /DeviceCMYK " +
+                  tint + "] >>"});
+    EXPECT_EQ(middle(pdf.bytes()), (Inks{{255, 153, 0, 255}}));
+}
+
 TEST(Knockout, IsTheRuleWithoutOverprint) {
     EXPECT_EQ(middle(TestPDF::ofPage({"1 0 0 0 k 0 0 24 24 re f 0 0 0 1 k 6 6 12 12 re f"})),
               (Inks{{0, 0, 0, 255}}));

@@ -4,6 +4,7 @@
 #include "PrintPrep/raster/OutputProfile.h"
 #include "PrintPrep/raster/poppler/Definitions.h"
 
+#include <algorithm>
 #include <array>
 #include <functional>
 #include <initializer_list>
@@ -292,7 +293,15 @@ private:
         }
         if (inks.size() == static_cast<std::size_t>(space.getNComps()) && !target_.isRGB)
             return wrap(std::make_shared<ProcessInkDefinition>(space, std::move(inks)), intent);
-        return tint(space, *space.getTintTransformFunc(), *space.getAlt(), intent, effort);
+        const Function& function = *space.getTintTransformFunc();
+        auto replaced = tint(space, function, *space.getAlt(), intent, effort);
+        // Poppler adds a spot colour that overprints to what is below, but not together with
+        // process colorants.
+        const bool isMixed =
+            std::any_of(inks.begin(), inks.end(), [](unsigned ink) { return ink; });
+        if (replaced || target_.isRGB || !isMixed)
+            return replaced;
+        return spotInks(space, function, *space.getAlt(), intent);
     }
 
     std::unique_ptr<GfxColorSpace> tint(const GfxColorSpace& space, const Function& function,
