@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <initializer_list>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -375,6 +376,41 @@ TEST(BlendMode, MultipliesInks) {
                    {"0.5 0 0 0 k 0 0 24 24 re f /Multiply gs 0.5 0 0 0.2 k 0 0 24 24 re f",
                     "/ExtGState << /Multiply << /BM /Multiply >> >>"})),
                {{191, 0, 0, 51}});
+}
+
+struct ColorBlend {
+    const char* mode;
+    Inks result;
+};
+
+std::ostream& operator<<(std::ostream& stream, const ColorBlend& blend) {
+    return stream << blend.mode;
+}
+
+class BlendModeOfColors : public testing::TestWithParam<ColorBlend> {};
+
+// The formulas of ISO 32000-1, 11.3.5.3, with the complements of cyan, magenta and yellow for red,
+// green and blue.
+INSTANTIATE_TEST_SUITE_P(Modes, BlendModeOfColors,
+                         testing::Values(ColorBlend{"Hue", {{26, 130, 0, 26}}},
+                                         ColorBlend{"Saturation", {{170, 42, 79, 26}}},
+                                         ColorBlend{"Color", {{27, 129, 1, 26}}},
+                                         ColorBlend{"Luminosity", {{228, 49, 100, 77}}}),
+                         [](const auto& blend) { return std::string(blend.param.mode); });
+
+TEST_P(BlendModeOfColors, GivesWhatTheStandardSays) {
+    expectNear(middle(TestPDF::ofPage(
+                   {"0.8 0.1 0.3 0.1 k 0 0 24 24 re f /Blend gs 0.2 0.6 0.1 0.3 k 0 0 24 24 re f",
+                    "/ExtGState << /Blend << /BM /" + std::string(GetParam().mode) + " >> >>"})),
+               GetParam().result);
+}
+
+TEST(BlendMode, OfHueGivesWhatTheStandardSaysInRGB) {
+    expectNear(middle(TestPDF::ofPage(
+                   {"0.2 0.9 0.7 rg 0 0 24 24 re f /Hue gs 0.8 0.4 0.9 rg 0 0 24 24 re f",
+                    "/ExtGState << /Hue << /BM /Hue >> >>", "0 0 24 24",
+                    "/Group << /S /Transparency /CS /DeviceRGB >>"})),
+               sRGB(0.898, 0.489, 1), 3);
 }
 
 /// A page whose group names a colour space: RGB blue, and red over it with a blend mode.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "PrintPrep/raster/poppler/ColorManager.h"
+#include "PrintPrep/raster/poppler/HueBlending.h"
 #include "PrintPrep/raster/poppler/Shadings.h"
 
 #include <array>
@@ -50,6 +51,14 @@ public:
             state->setStrokeColorSpace(space.release());
         overprintByInks(state->getStrokeColorSpace(), *state->getStrokeColor());
         SplashOutputDev::updateStrokeColor(state);
+    }
+
+    void updateBlendMode(GfxState* state) override {
+        SplashOutputDev::updateBlendMode(state);
+        if (state->getBlendMode() == gfxBlendHue)
+            getSplash()->setBlendFunc(blendHue);
+        else if (state->getBlendMode() == gfxBlendSaturation)
+            getSplash()->setBlendFunc(blendSaturation);
     }
 
     void fill(GfxState* state) override {
