@@ -126,6 +126,10 @@ std::string grayProfile() {
     return saved(profile);
 }
 
+std::string labProfile() {
+    return saved(cmsCreateLab4Profile(nullptr));
+}
+
 std::string otherCMYKProfile() {
     std::string bytes = contents(outputProfileURL());
     constexpr std::size_t creationYear = 25; // low byte (ICC.1:2010, 7.2.8)

@@ -66,6 +66,8 @@ Inks separated(const Profile& source, const std::vector<double>& color,
 std::string adobeRGBProfile();
 /// Grey of gamma 2.2.
 std::string grayProfile();
+/// CIE L*a*b*, which a profile can describe as well.
+std::string labProfile();
 /// A CMYK profile other than the one that ships: the same with its tables but another description,
 /// and so other bytes, whose separation differs by intent only.
 std::string otherCMYKProfile();

@@ -37,7 +37,11 @@ public:
     /// Lab: L* from 0 to 100, a* and b*. `destination` has numbers from 0 to 65535.
     void convert(const double* source, std::uint16_t* destination) const;
 
-    /// Pixels of a byte per channel; not for a Lab source. Each is rounded from what `convert`
+    /// Whether the source's numbers can be bytes: those of Lab, also of an ICC profile for Lab, are
+    /// not.
+    bool convertsPixels() const noexcept { return source_.space() != Profile::Space::lab; }
+
+    /// Pixels of a byte per channel, where `convertsPixels()`. Each is rounded from what `convert`
     /// gives.
     void convertPixels(const std::uint8_t* source, std::uint8_t* destination,
                        std::size_t count) const;

@@ -53,6 +53,19 @@ TEST(IntentNamed, TakesUnknownNamesForRelativeColorimetric) {
     EXPECT_EQ(intentNamed(""), Intent::relativeColorimetric);
 }
 
+TEST(ColorConverter, TakesPixelsOfRGB) {
+    EXPECT_TRUE(fromSRGB()->convertsPixels());
+}
+
+TEST(ColorConverter, TakesNoPixelsOfLab) {
+    const auto profile = Profile::fromBytes(Testing::labProfile());
+    ASSERT_TRUE(profile);
+    const auto converter =
+        ColorConverter::create(*profile, outputProfile().profile(), Intent::relativeColorimetric);
+    ASSERT_TRUE(converter);
+    EXPECT_FALSE(converter->convertsPixels());
+}
+
 TEST(ColorConverter, IsNotMadeFromAProfileWithoutTables) {
     // A header and an empty list of tags.
     std::string header = Testing::otherCMYKProfile().substr(0, 132);

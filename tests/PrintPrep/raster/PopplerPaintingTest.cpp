@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <initializer_list>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -100,6 +101,29 @@ TEST(RadialShading, IsSeparatedPixelByPixel) {
         render(shaded("/ShadingType 3 /ColorSpace /DeviceRGB /Coords [12 12 0 12 12 12] " +
                       std::string(rgbRamp)));
     expectOnRamp(at(image, 75, 50), 0.5);
+}
+
+/// A gradient from white on the edge of a circle to black on all of it, extended at both ends. The
+/// page's contents move it so that the circle's middle is the page's and its edge is to the lower
+/// left of that.
+CMYKImage touchingCircles(const std::string& move, const std::string& coordinates) {
+    TestPDF pdf;
+    const std::string shading =
+        pdf.object("<< /ShadingType 3 /ColorSpace /DeviceCMYK /Coords [" + coordinates +
+                   "] /Extend [true true] " + cmykRamp + " >>");
+    pdf.page({move + " cm /Shade sh", "/Shading << /Shade " + shading + " >>"});
+    return render(pdf.bytes());
+}
+
+TEST(RadialShading, FromTheEdgeOfItsCircleIsHalfwayInTheMiddle) {
+    expectNear(at(touchingCircles("20 0 0 20 6 4", "0 0 0 0.3 0.4 0.5"), 50, 50), {{0, 0, 0, 128}});
+}
+
+TEST(RadialShading, FromTheEdgeOfItsCircleBearsRounding) {
+    // The circles touch but for the last digits of the numbers; beside them all is the start.
+    const CMYKImage image =
+        touchingCircles("3 0 0 3 -2994.6 -2997", "1000.1 1000.2 0 1002.2 1003 3.5");
+    EXPECT_EQ(at(image, 4, 96), noInk);
 }
 
 // Free-form triangles: flag, x, y in bytes over 24 points, RGB.
@@ -252,6 +276,46 @@ TEST(SoftMask, OfRGBLuminosityWeighsTheColors) {
     expectNear(middle(pdf.bytes()), {{0, 0, 0, 150}}); // 0.59 of 255 (ISO 32000-1, 11.5.3)
 }
 
+struct MaskGroup {
+    const char* name;
+    const char* entries;
+};
+
+std::ostream& operator<<(std::ostream& stream, const MaskGroup& group) {
+    return stream << group.name;
+}
+
+class LuminosityMask : public testing::TestWithParam<MaskGroup> {
+protected:
+    /// Black through the mask that a group with these contents makes.
+    static Inks masked(const std::string& contents) {
+        TestPDF pdf;
+        const std::string group = pdf.stream(
+            "/Type /XObject /Subtype /Form /BBox [0 0 24 24] /Group << /S /Transparency " +
+                std::string(GetParam().entries) + " >>",
+            contents);
+        pdf.page({"/Masked gs 0 0 0 1 k 0 0 24 24 re f",
+                  "/ExtGState << /Masked << /SMask << /S /Luminosity /G " + group + " >> >> >>"});
+        return middle(pdf.bytes());
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Groups, LuminosityMask,
+                         testing::Values(MaskGroup{"Isolated", "/CS /DeviceRGB /I true"},
+                                         MaskGroup{"NotIsolated", "/CS /DeviceRGB"},
+                                         MaskGroup{"GrayNotIsolated", "/CS /DeviceGray"},
+                                         MaskGroup{"WithoutSpace", "/I true"},
+                                         MaskGroup{"WithoutAnything", ""}),
+                         [](const auto& group) { return std::string(group.param.name); });
+
+TEST_P(LuminosityMask, OfRGBGrayIsItsNumber) {
+    expectNear(masked("0.5 0.5 0.5 rg 0 0 24 24 re f"), {{0, 0, 0, 128}});
+}
+
+TEST_P(LuminosityMask, LetsNothingThroughWhereItIsEmpty) {
+    EXPECT_EQ(masked("1 g 0 0 2 2 re f"), noInk);
+}
+
 TEST(SoftMask, OfAnImageLetsItThrough) {
     TestPDF pdf;
     const std::string mask =
@@ -312,6 +376,41 @@ TEST(BlendMode, MultipliesInks) {
                    {"0.5 0 0 0 k 0 0 24 24 re f /Multiply gs 0.5 0 0 0.2 k 0 0 24 24 re f",
                     "/ExtGState << /Multiply << /BM /Multiply >> >>"})),
                {{191, 0, 0, 51}});
+}
+
+struct ColorBlend {
+    const char* mode;
+    Inks result;
+};
+
+std::ostream& operator<<(std::ostream& stream, const ColorBlend& blend) {
+    return stream << blend.mode;
+}
+
+class BlendModeOfColors : public testing::TestWithParam<ColorBlend> {};
+
+// The formulas of ISO 32000-1, 11.3.5.3, with the complements of cyan, magenta and yellow for red,
+// green and blue.
+INSTANTIATE_TEST_SUITE_P(Modes, BlendModeOfColors,
+                         testing::Values(ColorBlend{"Hue", {{26, 130, 0, 26}}},
+                                         ColorBlend{"Saturation", {{170, 42, 79, 26}}},
+                                         ColorBlend{"Color", {{27, 129, 1, 26}}},
+                                         ColorBlend{"Luminosity", {{228, 49, 100, 77}}}),
+                         [](const auto& blend) { return std::string(blend.param.mode); });
+
+TEST_P(BlendModeOfColors, GivesWhatTheStandardSays) {
+    expectNear(middle(TestPDF::ofPage(
+                   {"0.8 0.1 0.3 0.1 k 0 0 24 24 re f /Blend gs 0.2 0.6 0.1 0.3 k 0 0 24 24 re f",
+                    "/ExtGState << /Blend << /BM /" + std::string(GetParam().mode) + " >> >>"})),
+               GetParam().result);
+}
+
+TEST(BlendMode, OfHueGivesWhatTheStandardSaysInRGB) {
+    expectNear(middle(TestPDF::ofPage(
+                   {"0.2 0.9 0.7 rg 0 0 24 24 re f /Hue gs 0.8 0.4 0.9 rg 0 0 24 24 re f",
+                    "/ExtGState << /Hue << /BM /Hue >> >>", "0 0 24 24",
+                    "/Group << /S /Transparency /CS /DeviceRGB >>"})),
+               sRGB(0.898, 0.489, 1), 3);
 }
 
 /// A page whose group names a colour space: RGB blue, and red over it with a blend mode.

@@ -286,6 +286,27 @@ TEST(LabColor, IsSeparatedInImages) {
                separated(Profile::lab(), {60, 40, -30}));
 }
 
+std::string taggedLab(TestPDF& pdf) {
+    return "[/ICCBased " +
+           pdf.stream("/N 3 /Range [0 100 -128 127 -128 127] /Alternate " + std::string(labSpace),
+                      Testing::labProfile()) +
+           "]";
+}
+
+TEST(TaggedLab, IsSeparated) {
+    expectNear(paintedIn(taggedLab, "60 40 -30"), separated(Profile::lab(), {60, 40, -30}));
+}
+
+TEST(TaggedLab, IsSeparatedInSmallImages) {
+    expectNear(image(taggedLab, repeated(bytes({153, 168, 98}), 16), 4, 4),
+               separated(Profile::lab(), {60, 40, -30}));
+}
+
+TEST(TaggedLab, IsSeparatedInLargeImages) {
+    expectNear(image(taggedLab, repeated(bytes({153, 168, 98}), 600 * 600), 600, 600),
+               separated(Profile::lab(), {60, 40, -30}));
+}
+
 TEST(IndexedColor, IsSeparatedByItsBase) {
     expectNear(paintedIn([](TestPDF&) { return "[/Indexed /DeviceRGB 1 <ffffff1a33e6>]"; }, "1"),
                separated(sRGB(), {0x1a / 255., 0x33 / 255., 0xe6 / 255.}));
@@ -425,6 +446,40 @@ TEST(Overprint, OfASpotColorAddsToTheInksBelow) {
                    "/Varnish /DeviceCMYK " +
                        std::string(cmykTint) + "] >>"})),
               (Inks{{255, 204, 102, 102}}));
+}
+
+/// Cyan under a shading that overprints: the spot colour "Varnish" from nothing to full, by
+/// further entries.
+Inks spotShadingOverCyan(const std::string& shading) {
+    return middle(TestPDF::ofPage(
+        {"1 0 0 0 k 0 0 24 24 re f /Over gs /Shade sh",
+         "/ExtGState << /Over << /op true >> >> /Shading << /Shade << /ColorSpace [/Separation "
+         "/Varnish /DeviceCMYK " +
+             std::string(cmykTint) +
+             "] /Function << /FunctionType 2 /Domain [0 1] /C0 [1] /C1 [1] /N 1 >> " + shading +
+             " >> >>"}));
+}
+
+TEST(Overprint, OfAnAxialSpotGradientAddsToTheInksBelow) {
+    EXPECT_EQ(spotShadingOverCyan("/ShadingType 2 /Coords [0 0 24 0]"),
+              (Inks{{255, 204, 102, 102}}));
+}
+
+TEST(Overprint, OfARadialSpotGradientAddsToTheInksBelow) {
+    EXPECT_EQ(spotShadingOverCyan("/ShadingType 3 /Coords [12 12 0 12 12 12]"),
+              (Inks{{255, 204, 102, 102}}));
+}
+
+TEST(Overprint, OfASpotColorWithBlackAddsToTheInksBelow) {
+    TestPDF pdf;
+    const std::string tint =
+        pdf.stream("/FunctionType 4 /Domain [0 1 0 1] /Range [0 1 0 1 0 1 0 1]",
+                   "{ 0.6 mul 0 exch 0 4 -1 roll }"); // black and spot to 0, 0.6 spot, 0, black
+    pdf.page({"1 0 0 0 k 0 0 24 24 re f /Over gs /Tint cs 1 1 sc 6 6 12 12 re f",
+              "/ExtGState << /Over << /op true >> >> /ColorSpace << /Tint [/DeviceN [/Black "
+              "/Varnish] /DeviceCMYK " +
+                  tint + "] >>"});
+    EXPECT_EQ(middle(pdf.bytes()), (Inks{{255, 153, 0, 255}}));
 }
 
 TEST(Knockout, IsTheRuleWithoutOverprint) {

@@ -4,6 +4,7 @@
 #include "PrintPrep/raster/OutputProfile.h"
 #include "PrintPrep/raster/poppler/Definitions.h"
 
+#include <algorithm>
 #include <array>
 #include <functional>
 #include <initializer_list>
@@ -111,6 +112,25 @@ public:
             return separation(static_cast<GfxSeparationColorSpace&>(original), intent, effort);
         case csDeviceN:
             return deviceN(static_cast<GfxDeviceNColorSpace&>(original), intent, effort);
+        }
+        return nullptr;
+    }
+
+    /// The same for a shading. A spot colour over process colours, which may be left to Poppler
+    /// elsewhere, is replaced too where it overprints: Poppler paints no such shading at all.
+    std::unique_ptr<GfxColorSpace> managedShading(const GfxColorSpace& space, Intent intent,
+                                                  bool overprints) {
+        auto replaced = managed(space, intent, Effort::remembered);
+        if (replaced || !overprints || target_.isRGB || space.isNonMarking())
+            return replaced;
+        auto& original = const_cast<GfxColorSpace&>(space);
+        if (space.getMode() == csSeparation) {
+            auto& separation = static_cast<GfxSeparationColorSpace&>(original);
+            return spotInks(space, *separation.getFunc(), *separation.getAlt(), intent);
+        }
+        if (space.getMode() == csDeviceN) {
+            auto& deviceN = static_cast<GfxDeviceNColorSpace&>(original);
+            return spotInks(space, *deviceN.getTintTransformFunc(), *deviceN.getAlt(), intent);
         }
         return nullptr;
     }
@@ -273,7 +293,15 @@ private:
         }
         if (inks.size() == static_cast<std::size_t>(space.getNComps()) && !target_.isRGB)
             return wrap(std::make_shared<ProcessInkDefinition>(space, std::move(inks)), intent);
-        return tint(space, *space.getTintTransformFunc(), *space.getAlt(), intent, effort);
+        const Function& function = *space.getTintTransformFunc();
+        auto replaced = tint(space, function, *space.getAlt(), intent, effort);
+        // Poppler adds a spot colour that overprints to what is below, but not together with
+        // process colorants.
+        const bool isMixed =
+            std::any_of(inks.begin(), inks.end(), [](unsigned ink) { return ink; });
+        if (replaced || target_.isRGB || !isMixed)
+            return replaced;
+        return spotInks(space, function, *space.getAlt(), intent);
     }
 
     std::unique_ptr<GfxColorSpace> tint(const GfxColorSpace& space, const Function& function,
@@ -286,6 +314,15 @@ private:
             return nullptr;
         return wrap(
             std::make_shared<TintDefinition>(space, function, std::move(replaced), target_.isRGB),
+            intent);
+    }
+
+    /// A spot colour over a space that needs no management.
+    std::unique_ptr<GfxColorSpace> spotInks(const GfxColorSpace& space, const Function& function,
+                                            GfxColorSpace& alternate, Intent intent) const {
+        return wrap(
+            std::make_shared<TintDefinition>(
+                space, function, std::unique_ptr<GfxColorSpace>(alternate.copy()), target_.isRGB),
             intent);
     }
 

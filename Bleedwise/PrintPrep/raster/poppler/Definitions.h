@@ -30,8 +30,8 @@ public:
     ProfiledDefinition(const GfxColorSpace& original,
                        std::shared_ptr<const ColorConverter> converter, Effort effort)
         : Definition(original), converter_(std::move(converter)), effort_(effort),
-          isLab_(original.getMode() == csLab) {
-        if (effort == Effort::remembered && !isLab_)
+          hasBytes_(converter_->convertsPixels()) {
+        if (effort == Effort::remembered && hasBytes_)
             remembered_ = std::make_unique<RememberedColors>();
     }
 
@@ -44,7 +44,7 @@ public:
         else
             converter_->convert(source.data(), numbers);
     }
-    bool convertsRows() const override { return !isLab_; }
+    bool convertsRows() const override { return hasBytes_; }
     void convertRow(const unsigned char* in, unsigned char* out, int length) const override {
         if (effort_ == Effort::table || converter_->sourceChannels() == 3)
             converter_->convertPixelsByTable(in, out, static_cast<std::size_t>(length));
@@ -55,7 +55,7 @@ public:
 private:
     std::shared_ptr<const ColorConverter> converter_;
     Effort effort_;
-    bool isLab_;
+    bool hasBytes_;
     std::unique_ptr<RememberedColors> remembered_;
 };
 

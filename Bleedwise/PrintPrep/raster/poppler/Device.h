@@ -1,6 +1,7 @@
 #pragma once
 
 #include "PrintPrep/raster/poppler/ColorManager.h"
+#include "PrintPrep/raster/poppler/HueBlending.h"
 #include "PrintPrep/raster/poppler/Shadings.h"
 #include "PrintPrep/raster/poppler/SolidRectangle.h"
 
@@ -11,6 +12,7 @@
 #include <memory>
 #include <utility>
 
+#include <GfxState.h>
 #include <PDFDoc.h>
 #include <SplashOutputDev.h>
 #include <splash/Splash.h>
@@ -50,6 +52,14 @@ public:
             state->setStrokeColorSpace(space.release());
         overprintByInks(state->getStrokeColorSpace(), *state->getStrokeColor());
         SplashOutputDev::updateStrokeColor(state);
+    }
+
+    void updateBlendMode(GfxState* state) override {
+        SplashOutputDev::updateBlendMode(state);
+        if (state->getBlendMode() == gfxBlendHue)
+            getSplash()->setBlendFunc(blendHue);
+        else if (state->getBlendMode() == gfxBlendSaturation)
+            getSplash()->setBlendFunc(blendSaturation);
     }
 
     void fill(GfxState* state) override {
@@ -104,6 +114,16 @@ public:
         SplashOutputDev::drawSoftMaskedImage(state, reference, stream, width, height,
                                              replaced ? replaced.get() : map, interpolate, mask,
                                              maskWidth, maskHeight, maskMap, maskInterpolate);
+    }
+
+    /// What lies below has no part in a soft mask, so its group counts as isolated (ISO 32000-1,
+    /// 11.5), and only then does Poppler draw it in the group's own space. Web browsers leave that
+    /// space out; as the mask was made on a screen, its luminosity is that of RGB.
+    void beginTransparencyGroup(GfxState* state, const double* box, GfxColorSpace* space,
+                                bool isolated, bool knockout, bool forSoftMask) override {
+        SplashOutputDev::beginTransparencyGroup(state, box,
+                                                forSoftMask && !space ? &maskSpace_ : space,
+                                                isolated || forSoftMask, knockout, forSoftMask);
     }
 
     bool functionShadedFill(GfxState* state, GfxFunctionShading* shading) override {
@@ -207,12 +227,14 @@ private:
     }
 
     /// Fills the clip with a shading by its ramp; false when that is Poppler's own business: with
-    /// overprint, or inside a soft mask that has another kind of colours.
+    /// overprint of process colours, or inside a soft mask that has another kind of colours.
     template <typename Position>
     bool fillRamp(GfxState* state, GfxUnivariateShading& shading, const Position& position) {
         const bool isRGB = colors_.target().isRGB;
         const auto toUser = UserSpace::of(*state);
-        if (!position.isUsable() || state->getFillOverprint() || !toUser ||
+        const auto* space = dynamic_cast<const ManagedColorSpace*>(shading.getColorSpace());
+        const bool isSpot = space && space->isSpot();
+        if (!position.isUsable() || (state->getFillOverprint() && !isSpot) || !toUser ||
             getBitmap()->getMode() != (isRGB ? splashModeRGB8 : splashModeCMYK8))
             return false;
 
@@ -222,9 +244,12 @@ private:
         setVectorAntialias(true); // the interpreter has switched it off for shadings
         constexpr unsigned allInks = 0xffffffff;
         getSplash()->setOverprintMask(allInks, false);
+        if (state->getFillOverprint()) // Splash then spares the inks that a pixel does without
+            getSplash()->setOverprintMode(1);
         // A stroke's pattern means that the clip is the stroke.
         const bool done = getSplash()->shadedFill(&path, shading.getHasBBox(), &pattern,
                                                   state->getStrokePattern() != nullptr) == splashOk;
+        getSplash()->setOverprintMode(state->getOverprintMode());
         setVectorAntialias(antialias);
         return done;
     }
@@ -259,12 +284,14 @@ private:
     }
 
     std::unique_ptr<ShadingSpace> managedSpace(GfxState* state, GfxShading& shading) {
-        auto space = colors_.managed(*shading.getColorSpace(), intentOf(state), Effort::remembered);
+        auto space = colors_.managedShading(*shading.getColorSpace(), intentOf(state),
+                                            state->getFillOverprint());
         return space ? std::make_unique<ShadingSpace>(shading, std::move(space)) : nullptr;
     }
 
     PDFDoc& document_;
     ColorManager& colors_;
+    GfxDeviceRGBColorSpace maskSpace_;
 };
 
 } // namespace Bleedwise::Poppler

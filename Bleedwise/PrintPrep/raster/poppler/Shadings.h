@@ -208,29 +208,46 @@ public:
         dx_ = x1 - x0_;
         dy_ = y1 - y0_;
         dr_ = r1 - r0_;
-        a_ = dx_ * dx_ + dy_ * dy_ - dr_ * dr_;
+        const double apart = dx_ * dx_ + dy_ * dy_;
+        a_ = apart - dr_ * dr_;
+        if (std::abs(a_) <= rounding * (apart + dr_ * dr_))
+            a_ = 0;
     }
 
-    /// Circles that touch from within make the equation linear; Poppler has a way with them.
-    bool isUsable() const { return std::isnormal(a_); }
+    bool isUsable() const { return std::isfinite(a_); }
 
     template <typename IsPainted>
     std::optional<double> at(double x, double y, const IsPainted& isPainted) const {
         const double px = x - x0_;
         const double py = y - y0_;
+        // Of the positions s whose circles go through the point, a s² - 2 b s + c = 0.
         const double b = px * dx_ + py * dy_ + r0_ * dr_;
-        const double discriminant = b * b - a_ * (px * px + py * py - r0_ * r0_);
+        const double c = px * px + py * py - r0_ * r0_;
+        const auto counts = [&](double position) {
+            return r0_ + position * dr_ >= 0 && isPainted(position);
+        };
+        if (a_ == 0) { // circles that touch from within
+            const double only = c / (2 * b);
+            return std::isfinite(only) && counts(only) ? std::optional(only) : std::nullopt;
+        }
+        const double discriminant = b * b - a_ * c;
         if (!(discriminant >= 0))
             return std::nullopt;
-        const double root = std::sqrt(discriminant) / std::abs(a_);
-        for (const double position : {b / a_ + root, b / a_ - root}) {
-            if (r0_ + position * dr_ >= 0 && isPainted(position))
+        // The sum of what has one sign: their difference would lose its digits where a is small.
+        const double sum = b + std::copysign(std::sqrt(discriminant), b);
+        const double one = sum / a_;
+        const double other = sum == 0 ? one : c / sum;
+        for (const double position : {std::max(one, other), std::min(one, other)}) {
+            if (counts(position))
                 return position;
         }
         return std::nullopt;
     }
 
 private:
+    /// Largest share of its terms that a difference which should be zero has from rounding.
+    static constexpr double rounding = 1e-10;
+
     double x0_ = 0;
     double y0_ = 0;
     double r0_ = 0;

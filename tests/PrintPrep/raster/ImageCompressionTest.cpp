@@ -1,0 +1,186 @@
+#include "PrintPrep/raster/ImageCompression.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <libdeflate.h>
+
+namespace Bleedwise {
+namespace {
+
+using ImageCompression::compressFast;
+using ImageCompression::compressIfFlat;
+
+CMYKImage imageOf(PixelSize size, const std::string& pixels) {
+    PixelBuffer buffer = PixelBuffer::zeroed(pixels.size());
+    std::copy(pixels.begin(), pixels.end(), buffer.data());
+    return {size, std::move(buffer)};
+}
+
+std::string blank(PixelSize size) {
+    return std::string(static_cast<std::size_t>(size.bytes()), '\0');
+}
+
+/// Like a photograph: no two neighbours alike, the same at every run.
+std::string noise(PixelSize size) {
+    std::string pixels;
+    std::uint32_t random = 1;
+    for (std::int64_t i = 0; i < size.bytes(); ++i) {
+        random = random * 1664525 + 1013904223; // Numerical Recipes' generator
+        pixels += static_cast<char>(random >> 24U);
+    }
+    return pixels;
+}
+
+std::string fast(const CMYKImage& image) {
+    std::string compressed;
+    compressFast(image, [&](std::string_view piece) { compressed += piece; });
+    return compressed;
+}
+
+/// Exactly `size` bytes out of a zlib stream; empty when it gives other than that.
+std::string inflated(const std::string& compressed, std::size_t size) {
+    const std::unique_ptr<libdeflate_decompressor, decltype(&libdeflate_free_decompressor)>
+        decompressor(libdeflate_alloc_decompressor(), libdeflate_free_decompressor);
+    std::string bytes(size, '\0');
+    const auto result = libdeflate_zlib_decompress(decompressor.get(), compressed.data(),
+                                                   compressed.size(), bytes.data(), size, nullptr);
+    return result == LIBDEFLATE_SUCCESS ? bytes : std::string();
+}
+
+/// What a PDF reader makes of PNG-predicted rows (ISO 32000-1, 7.4.4.4) by the types Sub and Up.
+std::string withoutPredictor(PixelSize size, const std::string& rows) {
+    const auto rowBytes = static_cast<std::size_t>(4 * size.width);
+    std::string pixels;
+    for (std::size_t start = 0; start + rowBytes < rows.size(); start += rowBytes + 1) {
+        for (std::size_t i = 0; i < rowBytes; ++i) {
+            const std::size_t distance = rows[start] == 1 ? 4 : rowBytes;
+            const bool hasNeighbour = rows[start] == 1 ? i >= 4 : start > 0;
+            const char neighbour = hasNeighbour ? pixels[pixels.size() - distance] : '\0';
+            pixels += static_cast<char>(rows[start + 1 + i] + neighbour);
+        }
+    }
+    return pixels;
+}
+
+std::string restored(PixelSize size, const std::string& compressed) {
+    return withoutPredictor(
+        size, inflated(compressed, static_cast<std::size_t>(size.bytes() + size.height)));
+}
+
+TEST(CompressFast, LosesNothingOfNoise) {
+    const PixelSize size = {61, 700};
+    EXPECT_EQ(restored(size, fast(imageOf(size, noise(size)))), noise(size));
+}
+
+TEST(CompressFast, LosesNothingOfBlankPages) {
+    const PixelSize size = {300, 300};
+    EXPECT_EQ(restored(size, fast(imageOf(size, blank(size)))), blank(size));
+}
+
+TEST(CompressFast, LosesNothingOfOnePixel) {
+    const PixelSize size = {1, 1};
+    EXPECT_EQ(restored(size, fast(imageOf(size, "CMYK"))), "CMYK");
+}
+
+TEST(CompressFast, LosesNothingOfAPageOfManyPieces) {
+    const PixelSize size = {997, 2400};
+    EXPECT_EQ(restored(size, fast(imageOf(size, noise(size)))), noise(size));
+}
+
+TEST(CompressFast, LosesNothingOfRowsLargerThanItsSteps) {
+    const PixelSize size = {700'000, 3}; // 2.8 MB per row
+    EXPECT_EQ(restored(size, fast(imageOf(size, noise(size)))), noise(size));
+}
+
+TEST(CompressFast, GivesTheSameBytesAgain) {
+    const PixelSize size = {61, 700};
+    EXPECT_EQ(fast(imageOf(size, noise(size))), fast(imageOf(size, noise(size))));
+}
+
+TEST(CompressFast, GivesLargeResultsInPieces) {
+    const PixelSize size = {1000, 2400};
+    std::size_t largest = 0;
+    compressFast(imageOf(size, noise(size)),
+                 [&](std::string_view piece) { largest = std::max(largest, piece.size()); });
+    EXPECT_LE(largest, static_cast<std::size_t>(size.bytes()) / 3);
+}
+
+TEST(CompressFast, NamesTheRowsForTheFilter) {
+    EXPECT_EQ(ImageCompression::parameters(imageOf({61, 1}, noise({61, 1}))),
+              "<< /Predictor 15 /Colors 4 /Columns 61 >>");
+}
+
+/// What a PDF reader makes of run lengths (ISO 32000-1, 7.4.5).
+std::string withoutRuns(const std::string& data) {
+    std::string bytes;
+    for (std::size_t i = 0; i < data.size();) {
+        const auto length = static_cast<unsigned char>(data[i++]);
+        if (length == 128)
+            return bytes;
+        const std::size_t count = length < 128 ? length + 1U : 257U - length;
+        bytes += length < 128 ? data.substr(i, count) : std::string(count, data.at(i));
+        i += length < 128 ? count : 1;
+    }
+    return "no end";
+}
+
+/// At most `size` bytes out of a zlib stream.
+std::string inflatedUpTo(const std::string& compressed, std::size_t size) {
+    const std::unique_ptr<libdeflate_decompressor, decltype(&libdeflate_free_decompressor)>
+        decompressor(libdeflate_alloc_decompressor(), libdeflate_free_decompressor);
+    std::string bytes(size, '\0');
+    std::size_t written = 0;
+    const auto result = libdeflate_zlib_decompress(decompressor.get(), compressed.data(),
+                                                   compressed.size(), bytes.data(), size, &written);
+    return result == LIBDEFLATE_SUCCESS ? bytes.substr(0, written) : std::string();
+}
+
+TEST(CompressIfFlat, LosesNothingOfWhitePaperWithInk) {
+    const PixelSize size = {300, 300};
+    std::string pixels = blank(size);
+    pixels.replace(4000, 8000, 8000, '\x7f');
+    const auto flat = compressIfFlat(imageOf(size, pixels));
+    ASSERT_EQ(flat.filters, "/FlateDecode /RunLengthDecode");
+    EXPECT_EQ(withoutRuns(inflatedUpTo(flat.bytes, pixels.size())), pixels);
+}
+
+TEST(CompressIfFlat, LosesNothingOfAColouredBackground) {
+    const PixelSize size = {300, 300};
+    std::string pixels;
+    while (pixels.size() < static_cast<std::size_t>(size.bytes()))
+        pixels += "\x10\x20\x30\x40";
+    const auto flat = compressIfFlat(imageOf(size, pixels));
+    ASSERT_EQ(flat.filters, "/FlateDecode");
+    EXPECT_EQ(inflated(flat.bytes, pixels.size()), pixels);
+}
+
+TEST(CompressIfFlat, LosesNothingOfAPageOfManyPieces) {
+    const PixelSize size = {1000, 3000};
+    std::string pixels;
+    for (std::size_t i = 0; i < static_cast<std::size_t>(size.bytes()); ++i)
+        pixels += static_cast<char>((i % 4 * 50 + i / 40'000) % 251);
+    const auto flat = compressIfFlat(imageOf(size, pixels));
+    ASSERT_EQ(flat.filters, "/FlateDecode");
+    EXPECT_EQ(inflated(flat.bytes, pixels.size()), pixels);
+}
+
+TEST(CompressIfFlat, LeavesPhotographsAlone) {
+    const PixelSize size = {300, 300};
+    EXPECT_EQ(compressIfFlat(imageOf(size, noise(size))).bytes, "");
+}
+
+TEST(CompressIfFlat, GivesTheSameBytesAgain) {
+    const PixelSize size = {1000, 3000};
+    EXPECT_EQ(compressIfFlat(imageOf(size, blank(size))).bytes,
+              compressIfFlat(imageOf(size, blank(size))).bytes);
+}
+
+} // namespace
+} // namespace Bleedwise
