@@ -8,7 +8,6 @@
 #include <span>
 #include <stdexcept>
 #include <string_view>
-#include <vector>
 
 namespace Bleedwise::DeflateStream {
 namespace {
@@ -62,45 +61,77 @@ private:
     std::size_t position_ = 0;
 };
 
-/// A prefix code (RFC 1951, 3.2.2), looked up by the next 15 bits.
+/// A prefix code (RFC 1951, 3.2.2). Short codes, which nearly all are, are looked up by the next
+/// bits; longer ones are counted through, since a table for them would take longer to make than
+/// most blocks take to read.
 class Code {
 public:
-    explicit Code(std::span<const std::uint8_t> lengths) : entries_(1U << longestCode) {
-        unsigned code = 0;
-        for (unsigned length = 1; length <= longestCode; ++length, code <<= 1U) {
-            for (std::size_t symbol = 0; symbol < lengths.size(); ++symbol) {
-                if (lengths[symbol] == length)
-                    add(code++, length, static_cast<std::uint16_t>(symbol));
-            }
+    explicit Code(std::span<const std::uint8_t> lengths) {
+        for (const std::uint8_t length : lengths)
+            ++counts_[length];
+        counts_[0] = 0;
+        std::array<std::uint16_t, longestCode + 2> starts{};
+        for (std::size_t length = 1; length <= longestCode; ++length)
+            starts[length + 1] = static_cast<std::uint16_t>(starts[length] + counts_[length]);
+        for (std::size_t symbol = 0; symbol < lengths.size(); ++symbol) {
+            if (lengths[symbol] != 0)
+                symbols_[starts[lengths[symbol]]++] = static_cast<std::uint16_t>(symbol);
         }
+        addShortCodes();
     }
 
     unsigned read(Bits& bits) const {
-        const Entry& entry = entries_[bits.peek() & (entries_.size() - 1)];
-        if (entry.length == 0)
-            fail();
-        bits.skip(entry.length);
-        return entry.symbol;
+        const std::uint32_t next = bits.peek();
+        const Entry& entry = entries_[next & (entries_.size() - 1)];
+        if (entry.length != 0) {
+            bits.skip(entry.length);
+            return entry.symbol;
+        }
+        unsigned code = 0;
+        unsigned first = 0;
+        std::size_t index = 0;
+        for (unsigned length = 1; length <= longestCode; ++length) {
+            code |= next >> (length - 1) & 1U;
+            const unsigned count = counts_[length];
+            if (code < first + count) {
+                bits.skip(length);
+                return symbols_[index + (code - first)];
+            }
+            index += count;
+            first = (first + count) << 1U;
+            code <<= 1U;
+        }
+        fail();
     }
 
 private:
     struct Entry {
         std::uint16_t symbol = 0;
-        std::uint8_t length = 0;
+        std::uint16_t length = 0; // none: a longer code, or no code
     };
+    static constexpr unsigned shortBits = 9;
 
     /// Codes begin with their highest bit.
-    void add(unsigned code, unsigned length, std::uint16_t symbol) {
-        unsigned reversed = 0;
-        for (unsigned bit = 0; bit < length; ++bit)
-            reversed |= (code >> bit & 1U) << (length - 1 - bit);
-        if (code >> length != 0)
-            fail();
-        for (std::size_t entry = reversed; entry < entries_.size(); entry += 1U << length)
-            entries_[entry] = {symbol, static_cast<std::uint8_t>(length)};
+    void addShortCodes() {
+        unsigned code = 0;
+        std::size_t index = 0;
+        for (unsigned length = 1; length <= shortBits; ++length, code <<= 1U) {
+            for (unsigned i = 0; i < counts_[length]; ++i, ++code) {
+                unsigned reversed = 0;
+                for (unsigned bit = 0; bit < length; ++bit)
+                    reversed |= (code >> bit & 1U) << (length - 1 - bit);
+                if (code >> length != 0)
+                    fail();
+                for (std::size_t entry = reversed; entry < entries_.size(); entry += 1U << length)
+                    entries_[entry] = {symbols_[index], static_cast<std::uint16_t>(length)};
+                ++index;
+            }
+        }
     }
 
-    std::vector<Entry> entries_;
+    std::array<Entry, 1U << shortBits> entries_{};
+    std::array<std::uint16_t, longestCode + 1> counts_{};
+    std::array<std::uint16_t, 288> symbols_{}; // by their codes
 };
 
 void skipSymbols(Bits& bits, const Code& literals, const Code& distances) {
