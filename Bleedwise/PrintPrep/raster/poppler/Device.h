@@ -1,9 +1,11 @@
 #pragma once
 
 #include "PrintPrep/raster/poppler/ColorManager.h"
+#include "PrintPrep/raster/poppler/GraphicsStateScan.h"
 #include "PrintPrep/raster/poppler/HueBlending.h"
 #include "PrintPrep/raster/poppler/Shadings.h"
 #include "PrintPrep/raster/poppler/SolidRectangle.h"
+#include "PrintPrep/raster/poppler/TilingCell.h"
 
 #include <array>
 #include <cmath>
@@ -12,6 +14,7 @@
 #include <memory>
 #include <utility>
 
+#include <Gfx.h>
 #include <GfxState.h>
 #include <PDFDoc.h>
 #include <SplashOutputDev.h>
@@ -74,7 +77,12 @@ public:
     }
     void stroke(GfxState* state) override {
         followStrokeIntent(state);
+        const double width = state->getLineWidth();
+        if (width == 0 && samplesPerPixel_ > 1)
+            setLineWidth(*state, pagePixel(*state));
         SplashOutputDev::stroke(state);
+        if (state->getLineWidth() != width)
+            setLineWidth(*state, width);
     }
     void drawChar(GfxState* state, double x, double y, double dx, double dy, double originX,
                   double originY, CharCode code, int bytes, const Unicode* text,
@@ -124,6 +132,34 @@ public:
         SplashOutputDev::beginTransparencyGroup(state, box,
                                                 forSoftMask && !space ? &maskSpace_ : space,
                                                 isolated || forSoftMask, knockout, forSoftMask);
+    }
+
+    /// Paints in any case: where the interpreter is left to draw each cell, it counts without
+    /// bound.
+    bool tilingPatternFill(GfxState* state, Gfx* gfx, Catalog* catalog, GfxTilingPattern* pattern,
+                           const double* matrix, int x0, int y0, int x1, int y1, double xStep,
+                           double yStep) override {
+        if (isNested(*pattern))
+            return true;
+        const auto grid = CellGrid::of(*state, *pattern, matrix, xStep, yStep);
+        const auto pixels = ClippedPixels::of(*state, *getBitmap());
+        if (!grid || pixels.isEmpty())
+            return true;
+        const double count = (static_cast<double>(x1) - x0) * (static_cast<double>(y1) - y0);
+        const bool mayDrawEach = count <= mostCellsOneByOne;
+        const CellTexture* texture = nullptr;
+        if (!mayDrawEach || !(showOneCell(pixels, *grid) || needsBackdrop(*state, *pattern)))
+            texture = cellTexture(*pattern, *grid, xStep, yStep);
+        if (texture) {
+            getSplash()->setOverprintMask(allInks, false);
+            coverWithCells(*getSplash(), pixels, *grid, *texture, pattern->getPaintType() == 1);
+        } else if (mayDrawEach) {
+            drawCells(*state, *gfx, *pattern, matrix, {x0, y0, x1, y1}, xStep, yStep);
+        } else {
+            SplashOutputDev::tilingPatternFill(state, gfx, catalog, pattern, matrix, x0, y0, x1, y1,
+                                               xStep, yStep);
+        }
+        return true;
     }
 
     bool functionShadedFill(GfxState* state, GfxFunctionShading* shading) override {
@@ -242,7 +278,6 @@ private:
         SplashPath path = shadedRegion(state, shading, *toUser);
         const bool antialias = getVectorAntialias();
         setVectorAntialias(true); // the interpreter has switched it off for shadings
-        constexpr unsigned allInks = 0xffffffff;
         getSplash()->setOverprintMask(allInks, false);
         if (state->getFillOverprint()) // Splash then spares the inks that a pixel does without
             getSplash()->setOverprintMode(1);
@@ -289,9 +324,139 @@ private:
         return space ? std::make_unique<ShadingSpace>(shading, std::move(space)) : nullptr;
     }
 
+    /// A device for cells of patterns that another device draws.
+    Device(const Device& outer, int samplesPerPixel, int pattern)
+        : Device(outer.document_, outer.colors_, nullptr) {
+        outer_ = &outer;
+        samplesPerPixel_ = samplesPerPixel;
+        pattern_ = pattern;
+    }
+
+    void setLineWidth(GfxState& state, double width) {
+        state.setLineWidth(width);
+        updateLineWidth(&state);
+    }
+
+    /// A pixel of the page in user space.
+    double pagePixel(const GfxState& state) const {
+        const double* ctm = state.getCTM();
+        return samplesPerPixel_ / std::sqrt(std::abs(ctm[0] * ctm[3] - ctm[1] * ctm[2]));
+    }
+
+    /// Whether the pattern is in its own cell, or in that of too many others.
+    bool isNested(const GfxTilingPattern& pattern) const {
+        constexpr int deepest = 16;
+        int depth = 0;
+        for (const Device* device = this; device->outer_; device = device->outer_) {
+            if (device->pattern_ == pattern.getPatternRefNum() || ++depth == deepest)
+                return true;
+        }
+        return false;
+    }
+
+    /// Whether what is below decides about the cells' colours.
+    bool needsBackdrop(GfxState& state, GfxTilingPattern& pattern) {
+        return state.getFillOverprint() || GraphicsStateScan(blends).finds(pattern.getResDict()) ||
+               GraphicsStateScan(overprints).finds(pattern.getResDict());
+    }
+
+    /// The pattern's cell; nothing when the bitmap is not of the device's own kind, as in some soft
+    /// masks, or when the cell is too large or reaches too far into others.
+    const CellTexture* cellTexture(GfxTilingPattern& pattern, const CellGrid& grid, double xStep,
+                                   double yStep) {
+        const auto samples = CellSamples::of(grid);
+        if (!samples ||
+            getBitmap()->getMode() != (colors_.target().isRGB ? splashModeRGB8 : splashModeCMYK8))
+            return nullptr;
+        const int number = pattern.getPatternRefNum();
+        if (texture_ && number >= 0 && texturePattern_ == number && texture_->samples() == *samples)
+            return texture_.get();
+        const std::unique_ptr<SplashBitmap> cell = drawCell(pattern, *samples, xStep, yStep);
+        if (!cell || !cell->getDataPtr() || !cell->getAlphaPtr() ||
+            cell->getWidth() != samples->across || cell->getHeight() != samples->down)
+            return nullptr;
+        texture_ = std::make_unique<CellTexture>(*cell, *samples);
+        texturePattern_ = number;
+        return texture_.get();
+    }
+
+    /// A cell with what others bring into it.
+    std::unique_ptr<SplashBitmap> drawCell(GfxTilingPattern& pattern, const CellSamples& samples,
+                                           double xStep, double yStep) {
+        constexpr double rounding = 1e-3;
+        const double* box = pattern.getBBox();
+        const double columns = std::ceil((box[2] - box[0]) / xStep - rounding);
+        const double rows = std::ceil((box[3] - box[1]) / yStep - rounding);
+        constexpr double mostCells = 64;
+        if (!(columns * rows <= mostCells))
+            return nullptr;
+        Device device(*this, std::min(samples.perPixelAcross, samples.perPixelDown),
+                      pattern.getPatternRefNum());
+        {
+            constexpr double pointsPerInch = 72;
+            const PDFRectangle sides(box[0], box[1], box[0] + xStep, box[1] + yStep);
+            Gfx interpreter(&document_, &device, 0, nullptr, pointsPerInch * samples.across / xStep,
+                            pointsPerInch * samples.down / yStep, &sides, nullptr, 0);
+            for (double row = 1 - rows; row <= 0; ++row) {
+                for (double column = 1 - columns; column <= 0; ++column) {
+                    const std::array place = {1., 0., 0., 1., column * xStep, row * yStep};
+                    interpreter.drawForm(pattern.getContentStream(), pattern.getResDict(),
+                                         place.data(), box);
+                }
+            }
+        }
+        return std::unique_ptr<SplashBitmap>(device.takeBitmap());
+    }
+
+    /// Draws every cell from (x0, y0) up to (x1, y1) where it belongs.
+    void drawCells(GfxState& state, Gfx& gfx, GfxTilingPattern& pattern, const double* matrix,
+                   const CellRange& cells, double xStep, double yStep) {
+        resetLines(state);
+        const bool isPlain = state.getFillOpacity() == 1 &&
+                             state.getBlendMode() == gfxBlendNormal && !getSplash()->getSoftMask();
+        for (int y = cells.y0; y < cells.y1; ++y) {
+            for (int x = cells.x0; x < cells.x1; ++x) {
+                const double right = x * xStep;
+                const double up = y * yStep;
+                std::array<double, 6> place{};
+                std::copy_n(matrix, 4, place.data());
+                place[4] = right * matrix[0] + up * matrix[2] + matrix[4];
+                place[5] = right * matrix[1] + up * matrix[3] + matrix[5];
+                gfx.drawForm(pattern.getContentStream(), pattern.getResDict(), place.data(),
+                             pattern.getBBox(), !isPlain);
+            }
+        }
+    }
+
+    /// A cell starts from the page's graphics state (ISO 32000-1, 8.7.3.1), of which the
+    /// interpreter gives it the colours alone; afterwards it takes all back.
+    void resetLines(GfxState& state) {
+        constexpr double defaultMiterLimit = 10; // ISO 32000-1, table 52
+        state.setLineDash({}, 0);
+        state.setLineJoin(0);
+        state.setLineCap(0);
+        state.setMiterLimit(defaultMiterLimit);
+        updateLineDash(&state);
+        updateLineJoin(&state);
+        updateLineCap(&state);
+        updateMiterLimit(&state);
+        setLineWidth(state, 1);
+    }
+
+    static constexpr unsigned allInks = 0xffffffff;
+    static constexpr double mostCellsOneByOne = 100'000;
+
     PDFDoc& document_;
     ColorManager& colors_;
     GfxDeviceRGBColorSpace maskSpace_;
+
+    /// Of a device for cells.
+    const Device* outer_ = nullptr;
+    int samplesPerPixel_ = 1;
+    int pattern_ = -1;
+
+    std::unique_ptr<CellTexture> texture_; // the last one
+    int texturePattern_ = -1;
 };
 
 } // namespace Bleedwise::Poppler

@@ -1,11 +1,11 @@
 #pragma once
 
 #include "PrintPrep/raster/poppler/ColorManager.h"
+#include "PrintPrep/raster/poppler/GraphicsStateScan.h"
 
 #include <array>
 #include <cstddef>
 #include <optional>
-#include <set>
 #include <string>
 
 #include <Object.h>
@@ -16,61 +16,6 @@
 /// A part of `PopplerRenderer.cpp`, which alone includes it: no other file sees Poppler. Nothing
 /// here may be used outside `PopplerRenderer`'s lock.
 namespace Bleedwise::Poppler {
-
-/// Finds out whether a page's resources blend by a mode other than Normal: their graphics states
-/// and those of the forms, patterns and Type 3 fonts that they lead to. Soft masks, which are
-/// composited by themselves, are left out.
-class BlendScan {
-public:
-    bool finds(Dict* resources, int depth = 0) {
-        if (!resources || depth > deepest)
-            return false;
-        return anyIn(*resources, "ExtGState", [](Object& state) { return blends(state); }) ||
-               anyIn(*resources, "XObject", [&](Object& form) { return leadsOn(form, depth); }) ||
-               anyIn(*resources, "Pattern", [&](Object& tile) { return leadsOn(tile, depth); }) ||
-               anyIn(*resources, "Font", [&](Object& font) { return leadsOn(font, depth); });
-    }
-
-private:
-    static constexpr int deepest = 32;
-
-    /// Whether `test` holds for a value of the dictionary `category` that was not seen before.
-    template <typename Test>
-    bool anyIn(Dict& resources, const char* category, const Test& test) {
-        Object values = resources.lookup(category);
-        if (!values.isDict())
-            return false;
-        for (int i = 0; i < values.dictGetLength(); ++i) {
-            const Object& reference = values.getDict()->getValNF(i);
-            if (reference.isRef() && !seen_.insert(reference.getRef()).second)
-                continue;
-            Object value = values.dictGetVal(i);
-            if (test(value))
-                return true;
-        }
-        return false;
-    }
-
-    /// ISO 32000-1, table 58: a name, or an array of which the first known name counts.
-    static bool blends(const Object& state) {
-        Object mode = state.isDict() ? state.dictLookup("BM") : Object(objNull);
-        if (mode.isArray() && mode.arrayGetLength() > 0)
-            mode = mode.arrayGet(0);
-        return mode.isName() && !mode.isName("Normal") && !mode.isName("Compatible");
-    }
-
-    bool leadsOn(Object& object, int depth) {
-        Dict* dictionary = object.isStream() ? object.streamGetDict()
-                           : object.isDict() ? object.getDict()
-                                             : nullptr;
-        if (!dictionary)
-            return false;
-        Object resources = dictionary->lookup("Resources");
-        return resources.isDict() && finds(resources.getDict(), depth + 1);
-    }
-
-    std::set<Ref> seen_;
-};
 
 inline std::optional<Profile::XYZ> numbers(const Object& array) {
     if (!array.isArray() || array.arrayGetLength() < 3)
@@ -124,7 +69,7 @@ inline std::optional<Target> blendingTarget(Page& page, EmbeddedProfiles& profil
         if (const auto profile = calibratedRGB(space.arrayGet(1)))
             target = Target{*profile, true, "CalRGB of page " + std::to_string(page.getNum())};
     }
-    if (!target || !BlendScan().finds(page.getResourceDict()))
+    if (!target || !GraphicsStateScan(blends).finds(page.getResourceDict()))
         return std::nullopt;
     return target;
 }
