@@ -448,6 +448,68 @@ TEST(Overprint, OfASpotColorAddsToTheInksBelow) {
               (Inks{{255, 204, 102, 102}}));
 }
 
+/// A spot colour over light cyan, by the space that it is proofed in and the ways it can be
+/// painted.
+struct ProofedSpot {
+    const char* name;
+    std::string space;
+    std::string painting;
+};
+
+void PrintTo(const ProofedSpot& spot, std::ostream* stream) {
+    *stream << spot.name;
+}
+
+class SpotOverprint : public testing::TestWithParam<ProofedSpot> {};
+
+const std::string labTint =
+    std::string(labSpace) +
+    " << /FunctionType 2 /Domain [0 1] /N 1 /C0 [100 0 0] /C1 [60 40 -30] >>";
+const std::string proofedInLab = "[/Separation /Varnish " + labTint + "]";
+
+INSTANTIATE_TEST_SUITE_P(
+    , SpotOverprint,
+    testing::Values(ProofedSpot{"Fill", proofedInLab, "/Tint cs 1 sc 6 6 12 12 re f"},
+                    ProofedSpot{"Stroke", proofedInLab, "/Tint CS 1 SC 9 w 0 12 m 24 12 l S"},
+                    ProofedSpot{"EvenOddFill", proofedInLab, "/Tint cs 1 sc 6 6 12 12 re f*"},
+                    ProofedSpot{"Image", proofedInLab,
+                                "24 0 0 24 0 0 cm BI /W 1 /H 1 /CS /Tint /BPC 8 /F /AHx ID ff> EI"},
+                    ProofedSpot{
+                        "StencilMask", proofedInLab,
+                        "/Tint cs 1 sc 24 0 0 24 0 0 cm BI /W 1 /H 1 /IM true /F /AHx ID 00> EI"},
+                    ProofedSpot{"Palette", "[/Indexed " + proofedInLab + " 1 <00ff>]",
+                                "/Tint cs 1 sc 6 6 12 12 re f"},
+                    ProofedSpot{"DeviceN", "[/DeviceN [/Varnish] " + labTint + "]",
+                                "/Tint cs 1 sc 6 6 12 12 re f"}),
+    [](const auto& spot) { return std::string(spot.param.name); });
+
+TEST_P(SpotOverprint, AddsItsProofToTheInksBelow) {
+    const ProofedSpot& spot = GetParam();
+    const Inks inks = middle(
+        TestPDF::ofPage({"0.2 0 0 0 k 0 0 24 24 re f /Over gs " + spot.painting,
+                         "/ExtGState << /Over << /op true /OP true >> >> /ColorSpace << /Tint " +
+                             spot.space + " >>"}));
+    Inks expected = separated(Profile::lab(), {60, 40, -30});
+    expected.values[0] += 51;
+    expectNear(inks, expected);
+}
+
+TEST(Overprint, OfASpotColorLeavesLaterColorsAlone) {
+    EXPECT_EQ(middle(TestPDF::ofPage(
+                  {"1 0 0 0 k 0 0 24 24 re f /Over gs /Tint cs 1 sc 0 0 24 24 re f /Not gs "
+                   "0 0.2 0 0 k 0 0 24 24 re f",
+                   "/ExtGState << /Over << /op true >> /Not << /op false >> >> /ColorSpace << "
+                   "/Tint " +
+                       proofedInLab + " >>"})),
+              (Inks{{0, 51, 0, 0}}));
+}
+
+TEST(Knockout, IsTheRuleOfASpotColorWithoutOverprint) {
+    expectNear(middle(TestPDF::ofPage({"1 0 0 0 k 0 0 24 24 re f /Tint cs 1 sc 0 0 24 24 re f",
+                                       "/ColorSpace << /Tint " + proofedInLab + " >>"})),
+               separated(Profile::lab(), {60, 40, -30}));
+}
+
 /// Cyan under a shading that overprints: the spot colour "Varnish" from nothing to full, by
 /// further entries.
 Inks spotShadingOverCyan(const std::string& shading) {

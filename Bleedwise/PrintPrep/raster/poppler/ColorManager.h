@@ -126,11 +126,13 @@ public:
         auto& original = const_cast<GfxColorSpace&>(space);
         if (space.getMode() == csSeparation) {
             auto& separation = static_cast<GfxSeparationColorSpace&>(original);
-            return spotInks(space, *separation.getFunc(), *separation.getAlt(), intent);
+            return spotInks(space, *separation.getFunc(), *separation.getAlt(), intent,
+                            Overprint::adding);
         }
         if (space.getMode() == csDeviceN) {
             auto& deviceN = static_cast<GfxDeviceNColorSpace&>(original);
-            return spotInks(space, *deviceN.getTintTransformFunc(), *deviceN.getAlt(), intent);
+            return spotInks(space, *deviceN.getTintTransformFunc(), *deviceN.getAlt(), intent,
+                            Overprint::adding);
         }
         return nullptr;
     }
@@ -279,7 +281,7 @@ private:
         const auto inks = processInks(space.getName()->toStr());
         if (inks && !target_.isRGB && !space.isNonMarking())
             return wrap(std::make_shared<ProcessInkDefinition>(space, std::vector{*inks}), intent);
-        return tint(space, *space.getFunc(), *space.getAlt(), intent, effort);
+        return tint(space, *space.getFunc(), *space.getAlt(), intent, effort, Overprint::adding);
     }
 
     std::unique_ptr<GfxColorSpace> deviceN(GfxDeviceNColorSpace& space, Intent intent,
@@ -294,36 +296,38 @@ private:
         if (inks.size() == static_cast<std::size_t>(space.getNComps()) && !target_.isRGB)
             return wrap(std::make_shared<ProcessInkDefinition>(space, std::move(inks)), intent);
         const Function& function = *space.getTintTransformFunc();
-        auto replaced = tint(space, function, *space.getAlt(), intent, effort);
-        // Poppler adds a spot colour that overprints to what is below, but not together with
-        // process colorants.
         const bool isMixed =
             std::any_of(inks.begin(), inks.end(), [](unsigned ink) { return ink; });
+        const Overprint overprint = isMixed ? Overprint::replacingItsInks : Overprint::adding;
+        auto replaced = tint(space, function, *space.getAlt(), intent, effort, overprint);
+        // Poppler adds a spot colour that overprints to what is below, but not together with
+        // process colorants.
         if (replaced || target_.isRGB || !isMixed)
             return replaced;
-        return spotInks(space, function, *space.getAlt(), intent);
+        return spotInks(space, function, *space.getAlt(), intent, overprint);
     }
 
     std::unique_ptr<GfxColorSpace> tint(const GfxColorSpace& space, const Function& function,
                                         const GfxColorSpace& alternate, Intent intent,
-                                        Effort effort) {
+                                        Effort effort, Overprint overprint) {
         // The tints of an image's pixels arrive one by one.
         auto replaced =
             managed(alternate, intent, effort == Effort::precise ? effort : Effort::remembered);
         if (!replaced)
             return nullptr;
-        return wrap(
-            std::make_shared<TintDefinition>(space, function, std::move(replaced), target_.isRGB),
-            intent);
+        return wrap(std::make_shared<TintDefinition>(space, function, std::move(replaced),
+                                                     target_.isRGB, overprint),
+                    intent);
     }
 
     /// A spot colour over a space that needs no management.
     std::unique_ptr<GfxColorSpace> spotInks(const GfxColorSpace& space, const Function& function,
-                                            GfxColorSpace& alternate, Intent intent) const {
-        return wrap(
-            std::make_shared<TintDefinition>(
-                space, function, std::unique_ptr<GfxColorSpace>(alternate.copy()), target_.isRGB),
-            intent);
+                                            GfxColorSpace& alternate, Intent intent,
+                                            Overprint overprint) const {
+        return wrap(std::make_shared<TintDefinition>(
+                        space, function, std::unique_ptr<GfxColorSpace>(alternate.copy()),
+                        target_.isRGB, overprint),
+                    intent);
     }
 
     static constexpr std::size_t mostDefinitions = 256;

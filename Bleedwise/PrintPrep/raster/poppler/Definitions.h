@@ -117,6 +117,8 @@ public:
     IndexedDefinition(GfxIndexedColorSpace& original, std::unique_ptr<GfxColorSpace> base,
                       bool targetIsRGB)
         : Definition(original) {
+        if (const auto* managed = dynamic_cast<const ManagedColorSpace*>(base.get()))
+            overprint_ = managed->overprint();
         const auto channels = static_cast<std::size_t>(base->getNComps());
         std::array<double, gfxColorMaxComps> low{};
         std::array<double, gfxColorMaxComps> range{};
@@ -137,7 +139,10 @@ public:
         std::copy_n(palette_[static_cast<std::size_t>(index)].data(), 4, numbers);
     }
 
+    Overprint overprint() const override { return overprint_; }
+
 private:
+    Overprint overprint_ = Overprint::replacing;
     std::vector<std::array<std::uint16_t, 4>> palette_;
 };
 
@@ -145,9 +150,9 @@ private:
 class TintDefinition final : public Definition {
 public:
     TintDefinition(const GfxColorSpace& original, const Function& tint,
-                   std::unique_ptr<GfxColorSpace> alternate, bool targetIsRGB)
+                   std::unique_ptr<GfxColorSpace> alternate, bool targetIsRGB, Overprint overprint)
         : Definition(original), tint_(tint.copy()), alternate_(std::move(alternate)),
-          targetIsRGB_(targetIsRGB) {}
+          targetIsRGB_(targetIsRGB), overprint_(overprint) {}
 
     void convert(const GfxColor& color, std::uint16_t* numbers) const override {
         std::array<double, gfxColorMaxComps> in{};
@@ -160,12 +165,13 @@ public:
             alternateColor.c[i] = dblToCol(out[i]);
         convertThrough(*alternate_, targetIsRGB_, alternateColor, numbers);
     }
-    bool isSpot() const override { return true; }
+    Overprint overprint() const override { return overprint_; }
 
 private:
     std::unique_ptr<Function> tint_;
     std::unique_ptr<GfxColorSpace> alternate_;
     bool targetIsRGB_;
+    Overprint overprint_;
 };
 
 /// Colorants that are the device's own inks: their tints are the numbers, and the alternate is not

@@ -67,11 +67,13 @@ public:
 
     void fill(GfxState* state) override {
         followFillIntent(state);
+        const AddedInks added = addedFill(state);
         if (!fillSolidRectangle(*state, *getSplash(), colors_.target().isRGB))
             SplashOutputDev::fill(state);
     }
     void eoFill(GfxState* state) override {
         followFillIntent(state);
+        const AddedInks added = addedFill(state);
         if (!fillSolidRectangle(*state, *getSplash(), colors_.target().isRGB))
             SplashOutputDev::eoFill(state);
     }
@@ -80,7 +82,10 @@ public:
         const double width = state->getLineWidth();
         if (width == 0 && samplesPerPixel_ > 1)
             setLineWidth(*state, pagePixel(*state));
-        SplashOutputDev::stroke(state);
+        {
+            const AddedInks added = addedStroke(state);
+            SplashOutputDev::stroke(state);
+        }
         if (state->getLineWidth() != width)
             setLineWidth(*state, width);
     }
@@ -89,11 +94,16 @@ public:
                   int length) override {
         followFillIntent(state);
         followStrokeIntent(state);
+        constexpr int renderMode = 3;
+        constexpr int strokeOnly = 1; // ISO 32000-1, table 106
+        const AddedInks added =
+            (state->getRender() & renderMode) == strokeOnly ? addedStroke(state) : addedFill(state);
         SplashOutputDev::drawChar(state, x, y, dx, dy, originX, originY, code, bytes, text, length);
     }
     void drawImageMask(GfxState* state, Object* reference, Stream* stream, int width, int height,
                        bool invert, bool interpolate, bool isInline) override {
         followFillIntent(state);
+        const AddedInks added = addedFill(state);
         SplashOutputDev::drawImageMask(state, reference, stream, width, height, invert, interpolate,
                                        isInline);
     }
@@ -102,6 +112,7 @@ public:
                    GfxImageColorMap* map, bool interpolate, const int* maskColors,
                    bool isInline) override {
         const auto replaced = managedMap(state, *stream, width, height, *map);
+        const AddedInks added = addedImage(state, replaced.get());
         SplashOutputDev::drawImage(state, reference, stream, width, height,
                                    replaced ? replaced.get() : map, interpolate, maskColors,
                                    isInline);
@@ -110,6 +121,7 @@ public:
                          GfxImageColorMap* map, bool interpolate, Stream* mask, int maskWidth,
                          int maskHeight, bool maskInvert, bool maskInterpolate) override {
         const auto replaced = managedMap(state, *stream, width, height, *map);
+        const AddedInks added = addedImage(state, replaced.get());
         SplashOutputDev::drawMaskedImage(state, reference, stream, width, height,
                                          replaced ? replaced.get() : map, interpolate, mask,
                                          maskWidth, maskHeight, maskInvert, maskInterpolate);
@@ -119,6 +131,7 @@ public:
                              int maskWidth, int maskHeight, GfxImageColorMap* maskMap,
                              bool maskInterpolate) override {
         const auto replaced = managedMap(state, *stream, width, height, *map);
+        const AddedInks added = addedImage(state, replaced.get());
         SplashOutputDev::drawSoftMaskedImage(state, reference, stream, width, height,
                                              replaced ? replaced.get() : map, interpolate, mask,
                                              maskWidth, maskHeight, maskMap, maskInterpolate);
@@ -214,10 +227,58 @@ private:
         updateStrokeColor(state);
     }
 
-    /// A spot colour that overprints leaves alone the inks that its alternate does without.
+    /// Adds the inks of a spot colour to those below, as long as it lives, where it overprints.
+    /// Poppler does so with its own spot colours only, and not in shadings.
+    class AddedInks {
+    public:
+        AddedInks(Device& device, GfxState* state, const GfxColorSpace* space, bool overprints)
+            : device_(device), state_(state),
+              adds_(overprints &&
+                    addsTo(device, *state, dynamic_cast<const ManagedColorSpace*>(space))) {
+            if (adds_)
+                device.getSplash()->setBlendFunc(addInks);
+        }
+        AddedInks(const AddedInks&) = delete;
+        AddedInks& operator=(const AddedInks&) = delete;
+        ~AddedInks() {
+            if (adds_)
+                device_.updateBlendMode(state_);
+        }
+
+    private:
+        static bool addsTo(Device& device, const GfxState& state, const ManagedColorSpace* space) {
+            return space && space->overprint() == Overprint::adding &&
+                   state.getBlendMode() == gfxBlendNormal &&
+                   device.getBitmap()->getMode() == splashModeCMYK8;
+        }
+
+        static void addInks(SplashColorPtr source, SplashColorPtr backdrop, SplashColorPtr result,
+                            SplashColorMode /*mode*/) {
+            for (int i = 0; i < 4; ++i)
+                result[i] = static_cast<unsigned char>(std::min(255, source[i] + backdrop[i]));
+        }
+
+        Device& device_;
+        GfxState* state_;
+        bool adds_;
+    };
+
+    AddedInks addedFill(GfxState* state) {
+        return AddedInks(*this, state, state->getFillColorSpace(), state->getFillOverprint());
+    }
+    AddedInks addedStroke(GfxState* state) {
+        return AddedInks(*this, state, state->getStrokeColorSpace(), state->getStrokeOverprint());
+    }
+    AddedInks addedImage(GfxState* state, GfxImageColorMap* map) {
+        return AddedInks(*this, state, map ? map->getColorSpace() : nullptr,
+                         state->getFillOverprint());
+    }
+
+    /// A spot colour with process colours that overprints leaves alone the inks that its alternate
+    /// does without.
     static void overprintByInks(GfxColorSpace* space, const GfxColor& color) {
         auto* managed = dynamic_cast<ManagedColorSpace*>(space);
-        if (!managed || !managed->isSpot())
+        if (!managed || managed->overprint() != Overprint::replacingItsInks)
             return;
         GfxCMYK inks;
         managed->getCMYK(&color, &inks);
@@ -269,7 +330,7 @@ private:
         const bool isRGB = colors_.target().isRGB;
         const auto toUser = UserSpace::of(*state);
         const auto* space = dynamic_cast<const ManagedColorSpace*>(shading.getColorSpace());
-        const bool isSpot = space && space->isSpot();
+        const bool isSpot = space && space->overprint() != Overprint::replacing;
         if (!position.isUsable() || (state->getFillOverprint() && !isSpot) || !toUser ||
             getBitmap()->getMode() != (isRGB ? splashModeRGB8 : splashModeCMYK8))
             return false;
@@ -281,6 +342,7 @@ private:
         getSplash()->setOverprintMask(allInks, false);
         if (state->getFillOverprint()) // Splash then spares the inks that a pixel does without
             getSplash()->setOverprintMode(1);
+        const AddedInks added(*this, state, space, state->getFillOverprint());
         // A stroke's pattern means that the clip is the stroke.
         const bool done = getSplash()->shadedFill(&path, shading.getHasBBox(), &pattern,
                                                   state->getStrokePattern() != nullptr) == splashOk;

@@ -39,6 +39,16 @@ inline GfxColorComp component(std::uint16_t number) {
     return number + (number >> 15);
 }
 
+/// What becomes of the inks below where a colour overprints.
+enum class Overprint {
+    /// Process colours: Poppler knows.
+    replacing,
+    /// Spot colours together with process colours: inks that the colour does without stay.
+    replacingItsInks,
+    /// Spot colours: their inks are the proof of one that stands beside the others, and are added.
+    adding,
+};
+
 /// What a colour space of Poppler's lacks: how its numbers become the target's. Immutable.
 class Definition {
 public:
@@ -54,8 +64,7 @@ public:
     virtual bool convertsRows() const { return false; }
     virtual void convertRow(const unsigned char*, unsigned char*, int) const {}
 
-    /// Whether its inks stand beside the process colours, so that overprinting adds to them.
-    virtual bool isSpot() const { return false; }
+    virtual Overprint overprint() const { return Overprint::replacing; }
 
     GfxColorSpace& original() const { return *original_; }
 
@@ -179,7 +188,7 @@ public:
 
     GfxColorSpace& original() const { return definition_->original(); }
     Intent intent() const { return intent_; }
-    bool isSpot() const { return definition_->isSpot(); }
+    Overprint overprint() const { return definition_->overprint(); }
     void setOverprintMask(unsigned mask) { overprintMask = mask; }
 
 private:

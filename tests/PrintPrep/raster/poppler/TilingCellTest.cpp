@@ -3,7 +3,6 @@
 #include "support/Rendering.h"
 #include "support/TestPDF.h"
 
-#include <cmath>
 #include <ostream>
 #include <string>
 
