@@ -2,15 +2,33 @@
 
 #include "PrintPrep/raster/ColorConverter.h"
 
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
 #include <utility>
 
 namespace Bleedwise {
+namespace {
+
+/// Whether a profile is as long as its header says (ICC.1:2010, 7.2.2): of one that was cut off,
+/// what is left may do to separate with, but not to embed.
+bool isWhole(std::string_view bytes) {
+    constexpr std::size_t sizeField = 4;
+    if (bytes.size() < sizeField)
+        return false;
+    std::uint32_t size = 0;
+    for (const char byte : bytes.substr(0, sizeField))
+        size = size << 8U | static_cast<unsigned char>(byte);
+    return size == bytes.size();
+}
+
+} // namespace
 
 OutputProfile::OutputProfile(std::string bytes, Profile profile)
     : bytes_(std::make_shared<const std::string>(std::move(bytes))), profile_(std::move(profile)) {}
 
 std::optional<OutputProfile> OutputProfile::fromBytes(std::string bytes) {
-    auto profile = Profile::fromBytes(bytes);
+    auto profile = isWhole(bytes) ? Profile::fromBytes(bytes) : std::nullopt;
     if (!profile || profile->space() != Profile::Space::cmyk)
         return std::nullopt;
     // A profile may have an intact header and no tables to separate with.

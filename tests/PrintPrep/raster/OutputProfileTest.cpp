@@ -46,6 +46,14 @@ TEST(OutputProfile, IsNotMadeOfAProfileThatEndsBeforeItsTables) {
     EXPECT_FALSE(OutputProfile::fromBytes(shippedBytes().substr(0, 1024)));
 }
 
+TEST(OutputProfile, IsNotMadeOfAProfileThatLacksItsLastByte) {
+    EXPECT_FALSE(OutputProfile::fromBytes(shippedBytes().substr(0, shippedBytes().size() - 1)));
+}
+
+TEST(OutputProfile, IsNotMadeOfAProfileWithMoreBehindIt) {
+    EXPECT_FALSE(OutputProfile::fromBytes(shippedBytes() + '\0'));
+}
+
 TEST(OutputProfile, IsNotMadeWithoutTablesThatSeparate) {
     std::string bytes = shippedBytes();
     // From colours to ink, by intent (ICC.1:2010, 9.2): their names in the list of tags.

@@ -334,6 +334,51 @@ TEST(SoftMask, OfAnImageLetsItThrough) {
     expectNear(middle(pdf.bytes()), expected);
 }
 
+/// An image of one pixel that is half covered and was mixed with a matte.
+struct MattedImage {
+    const char* name;
+    std::string matte;
+    std::string space;
+    int bits;
+    std::string sample;
+};
+
+void PrintTo(const MattedImage& image, std::ostream* stream) {
+    *stream << image.name;
+}
+
+class Matte : public testing::TestWithParam<MattedImage> {};
+
+// 200, 100 and 50 under an alpha of 51 / 255.
+INSTANTIATE_TEST_SUITE_P(
+    , Matte,
+    testing::Values(MattedImage{"Black", "0 0 0", "/DeviceRGB", 8, bytes({40, 20, 10})},
+                    MattedImage{"White", "1 1 1", "/DeviceRGB", 8, bytes({244, 224, 214})},
+                    MattedImage{"OfSixteenBits", "0 0 0", "/DeviceRGB", 16,
+                                bytes({40, 40, 20, 20, 10, 10})},
+                    MattedImage{"Inverted", "1 1 1", "/DeviceRGB /Decode [1 0 1 0 1 0]", 8,
+                                bytes({11, 31, 41})}),
+    [](const auto& image) { return std::string(image.param.name); });
+
+TEST_P(Matte, IsTakenOutInTheImagesOwnSpace) {
+    const MattedImage& matted = GetParam();
+    TestPDF pdf;
+    const std::string mask =
+        pdf.stream("/Type /XObject /Subtype /Image /Width 1 /Height 1 /BitsPerComponent 8 "
+                   "/ColorSpace /DeviceGray /Matte [" +
+                       matted.matte + "]",
+                   bytes({51}));
+    const std::string image = pdf.stream(
+        "/Type /XObject /Subtype /Image /Width 1 /Height 1 /BitsPerComponent " +
+            std::to_string(matted.bits) + " /ColorSpace " + matted.space + " /SMask " + mask,
+        matted.sample);
+    pdf.page({"24 0 0 24 0 0 cm /Picture Do", "/XObject << /Picture " + image + " >>"});
+    Inks expected = sRGB(200 / 255., 100 / 255., 50 / 255.);
+    for (int& ink : expected.values)
+        ink = (ink * 51 + 127) / 255;
+    expectNear(middle(pdf.bytes()), expected);
+}
+
 TEST(StencilMask, IsPaintedInTheCurrentColor) {
     TestPDF pdf;
     const std::string image = pdf.stream(

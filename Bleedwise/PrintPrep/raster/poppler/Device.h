@@ -3,6 +3,7 @@
 #include "PrintPrep/raster/poppler/ColorManager.h"
 #include "PrintPrep/raster/poppler/GraphicsStateScan.h"
 #include "PrintPrep/raster/poppler/HueBlending.h"
+#include "PrintPrep/raster/poppler/Matte.h"
 #include "PrintPrep/raster/poppler/Shadings.h"
 #include "PrintPrep/raster/poppler/SolidRectangle.h"
 #include "PrintPrep/raster/poppler/TilingCell.h"
@@ -130,11 +131,25 @@ public:
                              int height, GfxImageColorMap* map, bool interpolate, Stream* mask,
                              int maskWidth, int maskHeight, GfxImageColorMap* maskMap,
                              bool maskInterpolate) override {
-        const auto replaced = managedMap(state, *stream, width, height, *map);
-        const AddedInks added = addedImage(state, replaced.get());
-        SplashOutputDev::drawSoftMaskedImage(state, reference, stream, width, height,
-                                             replaced ? replaced.get() : map, interpolate, mask,
-                                             maskWidth, maskHeight, maskMap, maskInterpolate);
+        auto replaced = managedMap(state, *stream, width, height, *map);
+        GfxImageColorMap* used = replaced ? replaced.get() : map;
+        const auto unmatted =
+            UnmattedImage::of(*stream, width, height, *map, *mask, maskWidth, maskHeight, *maskMap);
+        const AddedInks added = addedImage(state, used);
+        if (!unmatted) {
+            SplashOutputDev::drawSoftMaskedImage(state, reference, stream, width, height, used,
+                                                 interpolate, mask, maskWidth, maskHeight, maskMap,
+                                                 maskInterpolate);
+            return;
+        }
+        const auto colors = unmatted->colors();
+        const auto alphas = unmatted->mask();
+        const auto bytesMap = byteMap(*used);
+        Object decode(objNull);
+        GfxImageColorMap alphaMap(8, &decode, new GfxDeviceGrayColorSpace());
+        SplashOutputDev::drawSoftMaskedImage(state, reference, colors.get(), width, height,
+                                             bytesMap.get(), interpolate, alphas.get(), maskWidth,
+                                             maskHeight, &alphaMap, maskInterpolate);
     }
 
     /// What lies below has no part in a soft mask, so its group counts as isolated (ISO 32000-1,
@@ -298,9 +313,13 @@ private:
         auto replaced = std::make_unique<GfxImageColorMap>(map.getBits(), &decode, space.release());
         if (!replaced->isOk())
             return nullptr;
-        if (const GfxColor* matte = map.getMatteColor())
-            replaced->setMatteColor(matte);
         return replaced;
+    }
+
+    /// The same for samples of a byte each.
+    std::unique_ptr<GfxImageColorMap> byteMap(GfxImageColorMap& map) {
+        Object decode = decodeArray(map, *map.getColorSpace());
+        return std::make_unique<GfxImageColorMap>(8, &decode, map.getColorSpace()->copy());
     }
 
     /// The image's Decode array, null where it says nothing new.
