@@ -1,44 +1,39 @@
 #include "ContentView/SettingsStore.h"
 
-#include <QSettings>
-#include <QStandardPaths>
+#include "ContentView/SettingsValue.h"
+
+#include <optional>
+#include <string>
 
 namespace Bleedwise {
 
-SettingsStore::SettingsStore(const QString& domain)
-    : settings_(std::make_unique<QSettings>(
-          QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + u'/' + domain +
-              QStringLiteral(".conf"),
-          QSettings::IniFormat)) {}
-
-SettingsStore::SettingsStore(SettingsStore&& other) noexcept = default;
-SettingsStore& SettingsStore::operator=(SettingsStore&& other) noexcept = default;
-SettingsStore::~SettingsStore() = default;
+SettingsStore::SettingsStore(const QString& domain) : file_(domain.toStdString()) {}
 
 SettingsStore SettingsStore::standard() {
-    return SettingsStore(QStringLiteral("app.bleedwise.Bleedwise"));
+    return SettingsStore(QString::fromStdString(std::string(SettingsFile::standardDomain)));
 }
 
 bool SettingsStore::contains(const QString& key) const {
-    return settings_->contains(key);
+    return file_.value(key.toStdString()).has_value();
 }
 
 QString SettingsStore::text(const QString& key, const QString& defaultText) const {
-    return settings_->value(key, defaultText).toString();
+    const std::optional<std::string> value = file_.value(key.toStdString());
+    const std::optional<std::string> text = value ? SettingsValue::text(*value) : std::nullopt;
+    return text ? QString::fromStdString(*text) : defaultText;
 }
 
 bool SettingsStore::boolean(const QString& key, bool defaultValue) const {
-    return settings_->value(key, defaultValue).toBool();
+    const std::optional<std::string> value = file_.value(key.toStdString());
+    return value ? SettingsValue::boolean(*value).value_or(defaultValue) : defaultValue;
 }
 
 void SettingsStore::setText(const QString& key, const QString& text) {
-    settings_->setValue(key, text);
-    settings_->sync();
+    file_.set({{key.toStdString(), SettingsValue::ofText(text.toStdString())}});
 }
 
 void SettingsStore::setBoolean(const QString& key, bool value) {
-    settings_->setValue(key, value);
-    settings_->sync();
+    file_.set({{key.toStdString(), SettingsValue::ofBoolean(value)}});
 }
 
 } // namespace Bleedwise

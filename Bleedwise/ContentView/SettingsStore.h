@@ -1,39 +1,31 @@
 #pragma once
 
-#include <memory>
+#include "ContentView/SettingsFile.h"
 
 #include <QString>
 
-class QSettings;
-
 namespace Bleedwise {
 
-/// One domain of the user's settings, kept in a file of its own: NAME.conf in `$XDG_CONFIG_HOME`,
-/// or in `~/.config`.
-///
-/// A text is kept exactly as it is given. Each change is in the file when the setter returns, and
-/// touches no other key: not those of another running instance, nor those that are not ours. What
-/// cannot be read counts as absent, and what cannot be written is kept for the length of this
-/// object. Main thread.
+/// A domain of the user's settings (see `SettingsFile`) as the window reads and writes it. A text
+/// is kept exactly as it is given. Main thread.
 class SettingsStore {
 public:
     explicit SettingsStore(const QString& domain);
-    SettingsStore(SettingsStore&& other) noexcept;
-    SettingsStore& operator=(SettingsStore&& other) noexcept;
-    ~SettingsStore();
 
     /// The domain of this program.
     static SettingsStore standard();
 
     bool contains(const QString& key) const;
+    /// The default when there is no value or none of this type.
     QString text(const QString& key, const QString& defaultText) const;
     bool boolean(const QString& key, bool defaultValue) const;
 
+    /// In the file, if it can be written, when these return.
     void setText(const QString& key, const QString& text);
     void setBoolean(const QString& key, bool value);
 
 private:
-    std::unique_ptr<QSettings> settings_;
+    SettingsFile file_;
 };
 
 } // namespace Bleedwise
