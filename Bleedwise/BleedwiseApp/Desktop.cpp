@@ -1,0 +1,77 @@
+#include "BleedwiseApp/TerminationSignals.h"
+#include "PrintPrep/platform/SilencedStreams.h"
+
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+#include <optional>
+
+#include <QGuiApplication>
+#include <QQuickWindow>
+#include <QSize>
+#include <QString>
+
+namespace Bleedwise {
+namespace {
+
+// Qt aborts, with lines of advice and a core dump, when it finds no display. Here that is a failure
+// like others: one line and status 1.
+
+/// While the display is opened: the libraries below Qt have their say on standard error, too.
+std::optional<SilencedStreams>& silencedStreams() {
+    static std::optional<SilencedStreams> streams;
+    return streams;
+}
+
+QString& lastWarning() {
+    static QString warning;
+    return warning;
+}
+
+[[noreturn]] void failToOpen(const QString& reason) {
+    silencedStreams().reset();
+    std::cerr << "ERROR: The window cannot be opened: "
+              << reason.trimmed().section(u'\n', 0, 0).toStdString() << std::endl;
+    std::_Exit(EXIT_FAILURE); // in the midst of Qt, whose objects cannot be taken down
+}
+
+void receiveMessage(QtMsgType type, const QMessageLogContext& /*context*/, const QString& message) {
+    if (type == QtWarningMsg || type == QtCriticalMsg)
+        lastWarning() = message;
+    else if (type == QtFatalMsg) // by itself only advice
+        failToOpen(lastWarning().isEmpty() ? message : lastWarning());
+}
+
+std::unique_ptr<QGuiApplication> openDisplay(int& argc, char** argv) {
+    silencedStreams().emplace();
+    const QtMessageHandler previous = qInstallMessageHandler(receiveMessage);
+    auto application = std::make_unique<QGuiApplication>(argc, argv);
+    qInstallMessageHandler(previous);
+    silencedStreams().reset();
+    return application;
+}
+
+int run(int argc, char** argv) {
+    QCoreApplication::setApplicationName(QStringLiteral("Bleedwise"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(BLEEDWISE_VERSION));
+    QGuiApplication::setDesktopFileName(QStringLiteral("app.bleedwise.Bleedwise"));
+    const std::unique_ptr<QGuiApplication> application = openDisplay(argc, argv);
+    const TerminationSignals terminationSignals;
+
+    QQuickWindow window;
+    QObject::connect(
+        &window, &QQuickWindow::sceneGraphError,
+        [](QQuickWindow::SceneGraphError, const QString& reason) { failToOpen(reason); });
+    window.setTitle(QStringLiteral("Bleedwise"));
+    window.setMinimumSize(QSize(720, 560));
+    window.show();
+    return QGuiApplication::exec();
+}
+
+} // namespace
+} // namespace Bleedwise
+
+/// What `DesktopModule::load()` looks for.
+extern "C" [[gnu::visibility("default")]] int runBleedwiseDesktop(int argc, char** argv) {
+    return Bleedwise::run(argc, argv);
+}
