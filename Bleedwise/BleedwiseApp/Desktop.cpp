@@ -1,4 +1,6 @@
 #include "BleedwiseApp/TerminationSignals.h"
+#include "ContentView/ContentView.h"
+#include "ContentView/MainWindow.h"
 #include "PrintPrep/platform/SilencedStreams.h"
 
 #include <cstdlib>
@@ -7,8 +9,8 @@
 #include <optional>
 
 #include <QGuiApplication>
+#include <QQmlEngine>
 #include <QQuickWindow>
-#include <QSize>
 #include <QString>
 
 namespace Bleedwise {
@@ -58,13 +60,15 @@ int run(int argc, char** argv) {
     const std::unique_ptr<QGuiApplication> application = openDisplay(argc, argv);
     const TerminationSignals terminationSignals;
 
-    QQuickWindow window;
+    ContentView viewModel;
+    QQmlEngine engine;
+    const std::unique_ptr<QQuickWindow> window = MainWindow::make(engine, viewModel);
+    if (!window)
+        return EXIT_FAILURE;
     QObject::connect(
-        &window, &QQuickWindow::sceneGraphError,
+        window.get(), &QQuickWindow::sceneGraphError,
         [](QQuickWindow::SceneGraphError, const QString& reason) { failToOpen(reason); });
-    window.setTitle(QStringLiteral("Bleedwise"));
-    window.setMinimumSize(QSize(720, 560));
-    window.show();
+    window->show();
     return QGuiApplication::exec();
 }
 
