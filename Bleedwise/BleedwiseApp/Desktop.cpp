@@ -34,7 +34,7 @@ QString& lastWarning() {
     silencedStreams().reset();
     std::cerr << "ERROR: The window cannot be opened: "
               << reason.trimmed().section(u'\n', 0, 0).toStdString() << std::endl;
-    std::_Exit(EXIT_FAILURE); // in the midst of Qt, whose objects cannot be taken down
+    std::_Exit(EXIT_FAILURE); // perhaps in the midst of Qt, whose objects cannot be taken down
 }
 
 void receiveMessage(QtMsgType type, const QMessageLogContext& /*context*/, const QString& message) {
@@ -63,8 +63,8 @@ int run(int argc, char** argv) {
     ContentView viewModel;
     QQmlEngine engine;
     const std::unique_ptr<QQuickWindow> window = MainWindow::make(engine, viewModel);
-    if (!window)
-        return EXIT_FAILURE;
+    if (!window) // Qt has told the details
+        failToOpen(QStringLiteral("a part of Qt Quick is missing"));
     QObject::connect(
         window.get(), &QQuickWindow::sceneGraphError,
         [](QQuickWindow::SceneGraphError, const QString& reason) { failToOpen(reason); });

@@ -231,7 +231,7 @@ TEST_F(SettingsFileTest, LosesNothingWhenTheProcessIsKilled) {
 
 TEST_F(SettingsFileTest, LosesNothingWhenInstancesWriteTogether) {
     constexpr int rounds = 200;
-    const auto writer = [](std::string key) {
+    const auto writer = [](const std::string& key) {
         SettingsFile file = settings();
         for (int round = 0; round < rounds; ++round)
             file.set({{key + std::to_string(round), "1"}});
