@@ -33,10 +33,14 @@ Sides sides(const PrintSettings& settings) {
     return {pixels(settings.trimWidthMM + bleeds), pixels(settings.trimHeightMM + bleeds)};
 }
 
+/// 2^63 is the first integral double beyond 64 bits.
+bool fits(double side) {
+    return side < 0x1p63;
+}
+
 /// Nothing for what is not countable.
 std::optional<PixelSize> counted(const Sides& sides) {
-    // 2^63 is the first integral double beyond 64 bits.
-    if (!(sides.width < 0x1p63) || !(sides.height < 0x1p63))
+    if (!fits(sides.width) || !fits(sides.height))
         return std::nullopt;
     const PixelSize size = {static_cast<std::int64_t>(sides.width),
                             static_cast<std::int64_t>(sides.height)};
@@ -45,9 +49,15 @@ std::optional<PixelSize> counted(const Sides& sides) {
     return size;
 }
 
-std::string digits(double value) {
-    char text[32];
-    return {text, std::to_chars(text, text + sizeof text, value).ptr};
+[[noreturn]] void sizeError(const Sides& sides) {
+    double tooLarge = sides.width * sides.height;
+    for (const double side : {sides.height, sides.width}) {
+        if (!fits(side))
+            tooLarge = side;
+    }
+    char digits[32];
+    const auto end = std::to_chars(digits, digits + sizeof digits, tooLarge).ptr;
+    fatalError("Page bitmap of " + std::string(digits, end) + " pixels cannot be counted.");
 }
 
 /// The nearest pixel edges of the interval from `start` to `start + length` of `pixelCount` pixels
@@ -76,8 +86,7 @@ PixelSize pixelSize(const PrintSettings& settings) {
     const Sides wanted = sides(settings);
     const std::optional<PixelSize> size = counted(wanted);
     if (!size)
-        fatalError("Page bitmap of " + digits(wanted.width) + " x " + digits(wanted.height) +
-                   " pixels cannot be counted.");
+        sizeError(wanted);
     return *size;
 }
 
