@@ -141,7 +141,7 @@ void ContentView::appeared() {
         this, [this] { setFocusedField(std::nullopt); }, Qt::QueuedConnection);
 }
 
-void ContentView::setSelectedJobID(const QUuid& id) {
+void ContentView::setSelectedJobID(QUuid id) {
     MainThread::require("ContentView::setSelectedJobID");
     jobs_.setSelectedJobID(id);
 }
@@ -227,19 +227,39 @@ void ContentView::takeNextDrop() {
     takeDropsLater();
 }
 
-void ContentView::removeJob(const QUuid& id) {
+void ContentView::removeJob(QUuid id) {
     MainThread::require("ContentView::removeJob");
     jobs_.remove(id);
     if (!id.isNull() && id == selectedJobID())
         setSelectedJobID(jobs_.count() > 0 ? jobs_.at(0).id : QUuid());
 }
 
-void ContentView::selectJob(const QUuid& id) {
+void ContentView::selectJob(QUuid id) {
     MainThread::require("ContentView::selectJob");
     if (isConverting_)
         return;
     setSelectedJobID(id);
     setStatusMessage(std::nullopt);
+}
+
+void ContentView::selectPreviousJob() {
+    selectJobInRow(jobs_.selectedRow() - 1);
+}
+
+void ContentView::selectNextJob() {
+    selectJobInRow(jobs_.selectedRow() + 1);
+}
+
+/// A row outside the list leaves the selection as it is.
+void ContentView::selectJobInRow(int row) {
+    if (row >= 0 && row < jobs_.count())
+        selectJob(jobs_.at(row).id);
+}
+
+void ContentView::removeSelectedJob() {
+    MainThread::require("ContentView::removeSelectedJob");
+    if (!isConverting_ && selectedJobIndex())
+        removeJob(selectedJobID());
 }
 
 void ContentView::updateSelectedJob(Field field, const QString& text) {
@@ -254,7 +274,7 @@ void ContentView::updateSelectedJob(Field field, const QString& text) {
     setStatusMessage(std::nullopt);
 }
 
-void ContentView::revealOutput(const QUuid& id) {
+void ContentView::revealOutput(QUuid id) {
     MainThread::require("ContentView::revealOutput");
     const std::optional<int> row = jobs_.rowOf(id);
     if (row && jobs_.at(*row).outputURL)

@@ -101,8 +101,8 @@ public:
     bool anyFailed() const { return jobs_.anyFailed(); }
 
     /// Null when nothing is selected.
-    const QUuid& selectedJobID() const { return jobs_.selectedJobID(); }
-    void setSelectedJobID(const QUuid& id);
+    QUuid selectedJobID() const { return jobs_.selectedJobID(); }
+    void setSelectedJobID(QUuid id);
     std::optional<int> selectedJobIndex() const { return jobs_.selectedJobIndex(); }
     bool shouldShowDivider(int afterRow) const { return jobs_.shouldShowDivider(afterRow); }
 
@@ -123,16 +123,22 @@ public:
     /// runs and when no item is a file's URL.
     Q_INVOKABLE bool handleDrop(const QVariantList& items);
 
-    Q_INVOKABLE void removeJob(const QUuid& id);
+    Q_INVOKABLE void removeJob(QUuid id);
 
     /// A click on a row. Does nothing while a batch runs.
-    Q_INVOKABLE void selectJob(const QUuid& id);
+    Q_INVOKABLE void selectJob(QUuid id);
+
+    // The same by keyboard: the keys Up, Down and Delete, which do nothing while a batch runs.
+
+    Q_INVOKABLE void selectPreviousJob();
+    Q_INVOKABLE void selectNextJob();
+    Q_INVOKABLE void removeSelectedJob();
 
     /// Writes a size of the selected job, if there is one, and makes it convertible again.
     void updateSelectedJob(DimensionField::Value field, const QString& text);
 
     /// Shows a completed job's output in the file manager.
-    Q_INVOKABLE void revealOutput(const QUuid& id);
+    Q_INVOKABLE void revealOutput(QUuid id);
 
     // Sizes and options. The bindings are those of the selected job, or else the defaults; a text
     // that is written to them becomes the default in either case.
@@ -243,13 +249,14 @@ private:
     void setCurrentJobNumber(int number);
     void setShowingStopQuestion(bool showing);
     void findGhostscript();
+    void selectJobInRow(int row);
     void takeDropsLater();
     void takeNextDrop();
 
     void startBatch();
     void endBatch();
-    void completeJob(const QUuid& id, const std::filesystem::path& outputURL);
-    void failJob(const QUuid& id, const QString& message);
+    void completeJob(QUuid id, const std::filesystem::path& outputURL);
+    void failJob(QUuid id, const QString& message);
     QCoro::Task<> convertJob(int row, std::filesystem::path profileURL,
                              std::optional<Ghostscript::Installation> ghostscript);
 

@@ -132,7 +132,7 @@ QCoro::Task<> ContentView::convertJob(int row, std::filesystem::path profileURL,
     }
 }
 
-void ContentView::completeJob(const QUuid& id, const std::filesystem::path& outputURL) {
+void ContentView::completeJob(QUuid id, const std::filesystem::path& outputURL) {
     const std::optional<int> row = jobs_.rowOf(id);
     if (!row)
         return;
@@ -140,7 +140,7 @@ void ContentView::completeJob(const QUuid& id, const std::filesystem::path& outp
     jobs_.setOutputURL(*row, outputURL);
 }
 
-void ContentView::failJob(const QUuid& id, const QString& message) {
+void ContentView::failJob(QUuid id, const QString& message) {
     const std::optional<int> row = jobs_.rowOf(id);
     if (!row)
         return;

@@ -37,7 +37,7 @@ int JobListModel::rowCount(const QModelIndex& parent) const {
 }
 
 QVariant JobListModel::data(const QModelIndex& index, int role) const {
-    if (!checkIndex(index, CheckIndexOption::IndexIsValid))
+    if (!index.isValid() || index.row() >= count())
         return {};
     const ConversionJob& job = at(index.row());
     switch (role) {
@@ -106,7 +106,7 @@ QHash<int, QByteArray> JobListModel::roleNames() const {
     };
 }
 
-std::optional<int> JobListModel::rowOf(const QUuid& id) const {
+std::optional<int> JobListModel::rowOf(QUuid id) const {
     const auto found =
         std::find_if(jobs_.begin(), jobs_.end(), [&](const auto& job) { return job.id == id; });
     if (found == jobs_.end())
@@ -132,9 +132,10 @@ void JobListModel::append(std::vector<ConversionJob> jobs) {
     announce(first - 1, first - 1, {ShowsDividerRole}); // no longer the last
     emit countChanged();
     emit statesChanged();
+    emit selectedRowChanged();
 }
 
-void JobListModel::remove(const QUuid& id) {
+void JobListModel::remove(QUuid id) {
     bool removed = false;
     while (const std::optional<int> row = rowOf(id)) {
         removed = true;
@@ -149,6 +150,7 @@ void JobListModel::remove(const QUuid& id) {
         return;
     emit countChanged();
     emit statesChanged();
+    emit selectedRowChanged();
 }
 
 void JobListModel::setText(int row, Field field, const QString& text) {
@@ -201,7 +203,7 @@ void JobListModel::resetResults() {
     emit statesChanged();
 }
 
-void JobListModel::setSelectedJobID(const QUuid& id) {
+void JobListModel::setSelectedJobID(QUuid id) {
     if (id == selectedJobID_)
         return;
     const std::optional<int> before = selectedJobIndex();
@@ -213,6 +215,7 @@ void JobListModel::setSelectedJobID(const QUuid& id) {
         announce(*row, *row, {IsSelectedRole, ShowsDividerRole});
     }
     emit selectedJobIDChanged();
+    emit selectedRowChanged();
 }
 
 std::optional<int> JobListModel::selectedJobIndex() const {

@@ -20,6 +20,8 @@ class JobListModel : public QAbstractListModel {
     QML_ELEMENT
     QML_UNCREATABLE("The window's view model owns it.")
     Q_PROPERTY(int count READ count NOTIFY countChanged)
+    /// The row of the selected job, -1 without one.
+    Q_PROPERTY(int selectedRow READ selectedRow NOTIFY selectedRowChanged)
 
 public:
     enum Role {
@@ -53,13 +55,13 @@ public:
     const ConversionJob& at(int row) const { return jobs_.at(static_cast<std::size_t>(row)); }
     const std::vector<ConversionJob>& jobs() const { return jobs_; }
     /// The first row of the job; absent when it is not in the list.
-    std::optional<int> rowOf(const QUuid& id) const;
+    std::optional<int> rowOf(QUuid id) const;
 
     /// Whether a file is queued, however its path is spelled.
     bool holds(const std::filesystem::path& inputURL) const;
 
     void append(std::vector<ConversionJob> jobs);
-    void remove(const QUuid& id);
+    void remove(QUuid id);
 
     void setText(int row, DimensionField::Value field, const QString& text);
     void setState(int row, ConversionJob::State state);
@@ -69,10 +71,11 @@ public:
     void resetResults();
 
     /// Null when no job is selected.
-    const QUuid& selectedJobID() const { return selectedJobID_; }
-    void setSelectedJobID(const QUuid& id);
+    QUuid selectedJobID() const { return selectedJobID_; }
+    void setSelectedJobID(QUuid id);
     /// The row of the selected job; absent when the list holds no such job.
     std::optional<int> selectedJobIndex() const;
+    int selectedRow() const { return selectedJobIndex().value_or(-1); }
 
     /// Whether a line is drawn below a row. Not below the last one, and not beside the selected
     /// one, which is drawn on a ground of its own.
@@ -85,6 +88,7 @@ public:
 signals:
     void countChanged();
     void selectedJobIDChanged();
+    void selectedRowChanged();
     /// The text in a field of a job, now.
     void textChanged(int row, DimensionField::Value field);
     void statesChanged();

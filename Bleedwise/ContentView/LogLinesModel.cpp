@@ -9,7 +9,7 @@ int LogLinesModel::rowCount(const QModelIndex& parent) const {
 }
 
 QVariant LogLinesModel::data(const QModelIndex& index, int role) const {
-    if (!checkIndex(index, CheckIndexOption::IndexIsValid))
+    if (!index.isValid() || index.row() >= count())
         return {};
     if (role != LineRole && role != Qt::DisplayRole)
         return {};
