@@ -17,6 +17,8 @@ namespace Bleedwise::MainWindow {
 
 std::unique_ptr<QQuickWindow> make(QQmlEngine& engine, ContentView& viewModel) {
     qml_register_types_Bleedwise_Window();
+    // Small texts are sharper when the screen's pixels, and the desktop's hinting, are respected.
+    QQuickWindow::setTextRenderType(QQuickWindow::NativeTextRendering);
     QQmlComponent component(&engine,
                             QUrl("qrc:/qt-project.org/imports/Bleedwise/Window/MainWindow.qml"));
     std::unique_ptr<QObject> object(

@@ -13,11 +13,11 @@ T.Popup {
 
     readonly property bool ghostscriptFound: root.ghostscriptPath !== ""
 
-    x: Math.round(parent.width - root.width + 10)
+    x: Math.round(parent.width - root.width + 14)
     y: -root.height - 9
     width: 360
     implicitHeight: implicitContentHeight + topPadding + bottomPadding
-    margins: 12
+    margins: 8
     padding: 16
     focus: true
     closePolicy: T.Popup.CloseOnEscape | T.Popup.CloseOnPressOutsideParent
@@ -29,12 +29,13 @@ T.Popup {
         Accessible.role: Accessible.Dialog
         Accessible.name: "Conversion details"
 
-        SelectableText {
+        Text {
             Layout.fillWidth: true
             text: "Native uses Ghostscript to preserve compatible text and vector artwork. Raster creates a flattened 300 DPI CMYK PDF. Both modes use FOGRA39 for coated print. If the source does not include bleed, the app leaves a white bleed area around trim."
+            wrapMode: Text.Wrap
+            lineHeight: 1.15
             font: Theme.calloutFont
             color: Theme.secondaryLabelColor
-            selectable: false
         }
 
         Divider {
@@ -93,42 +94,43 @@ T.Popup {
         }
     }
 
-    background: Item {
+    background: Rectangle {
+        radius: 11
+        color: Theme.popoverColor
+        border.width: 1
+        border.color: Theme.quietOutlineColor
+
         SoftShadow {
             radius: 11
         }
 
-        Rectangle {
+        Item {
             id: tail
 
             // Under the middle of the parent, wherever the margins have pushed the popover.
-            x: Math.round((root.parent?.width ?? 0) / 2 - root.x - width / 2)
-            y: root.height - height / 2 - 1
-            width: 14
-            height: 14
-            rotation: 45
-            radius: 2
-            color: Theme.popoverColor
-            border.width: 1
-            border.color: Theme.quietOutlineColor
-            antialiasing: true
-        }
+            x: Math.round((root.parent?.width ?? 0) / 2 - root.x)
+            y: root.height - 1
 
-        Rectangle {
-            anchors.fill: parent
-            radius: 11
-            color: Theme.popoverColor
-            border.width: 1
-            border.color: Theme.quietOutlineColor
-        }
+            Rectangle {
+                anchors.centerIn: parent
+                width: 14
+                height: 14
+                rotation: 45
+                radius: 2
+                color: Theme.popoverColor
+                border.width: 1
+                border.color: Theme.quietOutlineColor
+                antialiasing: true
+            }
 
-        // Covers the line between the ground and its tail.
-        Rectangle {
-            x: tail.x - 2
-            y: root.height - 10
-            width: tail.width + 4
-            height: 9
-            color: Theme.popoverColor
+            // Hides the line between the ground and its tail.
+            Rectangle {
+                x: -9
+                y: -12
+                width: 18
+                height: 13
+                color: Theme.popoverColor
+            }
         }
     }
 

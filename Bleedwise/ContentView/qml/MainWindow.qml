@@ -67,6 +67,13 @@ Window {
         onQuitRequested: root.close()
     }
 
+    DropHighlight {
+        objectName: "dropHighlight"
+        anchors.fill: parent
+        anchors.margins: 5
+        shown: root.viewModel.isTargeted
+    }
+
     // The frame's line, which tells the window from what lies behind it.
     Rectangle {
         anchors.fill: parent

@@ -4,12 +4,10 @@ import QtQuick
 TextEdit {
     id: root
 
-    property bool selectable: true
-
     readOnly: true
-    selectByMouse: root.selectable
-    selectByKeyboard: root.selectable
-    activeFocusOnTab: root.selectable
+    selectByMouse: true
+    selectByKeyboard: true
+    activeFocusOnTab: true
     textFormat: TextEdit.PlainText
     wrapMode: TextEdit.WrapAtWordBoundaryOrAnywhere
     selectionColor: Theme.prominentColor
@@ -25,7 +23,7 @@ TextEdit {
     Accessible.readOnly: true
 
     FocusRing {
-        shown: root.selectable && root.activeFocus
+        shown: root.activeFocus
         radius: 4
     }
 }

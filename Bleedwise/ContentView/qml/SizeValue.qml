@@ -7,13 +7,10 @@ Item {
     required property string value
     required property bool edited
 
-    property color color: Theme.secondaryLabelColor
-    property int maximumWidth: Theme.scaled(120)
-
     readonly property int sidePadding: root.edited ? 4 : 0
 
-    implicitWidth: Math.min(number.implicitWidth, root.maximumWidth) + 2 * root.sidePadding
-    implicitHeight: number.implicitHeight + 2
+    implicitWidth: number.width + 2 * root.sidePadding
+    implicitHeight: number.implicitHeight
 
     Accessible.ignored: true
 
@@ -24,18 +21,13 @@ Item {
         color: Theme.flagColor
     }
 
-    Text {
+    SummaryWord {
         id: number
 
         x: root.sidePadding
-        y: 1
-        width: Math.min(number.implicitWidth, root.maximumWidth)
+        maximumWidth: Theme.scaled(120)
         text: root.value
-        textFormat: Text.PlainText
-        elide: Text.ElideRight
-        maximumLineCount: 1
-        font: Theme.captionFont
-        color: root.edited ? Theme.labelColor : root.color
+        color: root.edited ? Theme.labelColor : Theme.secondaryLabelColor
     }
 
     HoverHandler {

@@ -7,7 +7,7 @@ Item {
     required property real radius
 
     property int reach: 14
-    property int drop: 4
+    property int drop: 3
 
     anchors.fill: parent
     z: -1
@@ -24,7 +24,7 @@ Item {
             anchors.bottomMargin: -(index + 1) - root.drop
             radius: root.radius + index + 1
             color: Theme.shadowColor
-            opacity: 1 - index / root.reach
+            opacity: Math.pow(1 - index / root.reach, 2)
         }
     }
 }

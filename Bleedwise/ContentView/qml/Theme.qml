@@ -50,7 +50,7 @@ QtObject {
     readonly property color consoleColor: root.translucent(root.secondaryLabelColor, 0.06)
     readonly property color scrollBarColor: root.translucent(root.labelColor, 0.35)
     readonly property color dimmingColor: Qt.rgba(0, 0, 0, root.dark ? 0.5 : 0.28)
-    readonly property color shadowColor: Qt.rgba(0, 0, 0, root.dark ? 0.07 : 0.025)
+    readonly property color shadowColor: Qt.rgba(0, 0, 0, root.dark ? 0.1 : 0.035)
 
     // Fonts
     readonly property font titleFont: Qt.font({ pixelSize: root.scaled(15) })

@@ -270,13 +270,6 @@ FocusScope {
         }
     }
 
-    DropHighlight {
-        objectName: "dropHighlight"
-        anchors.fill: parent
-        anchors.margins: 5
-        shown: root.viewModel.isTargeted
-    }
-
     function noteFocus(field: int, focused: bool) {
         if (focused)
             root.viewModel.focusedField = field;
