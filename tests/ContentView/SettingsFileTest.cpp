@@ -103,7 +103,7 @@ struct ReadCase {
     std::optional<std::string> width;
 };
 std::ostream& operator<<(std::ostream& stream, const ReadCase& example) {
-    return stream << example.text;
+    return stream << example.name;
 }
 
 class SettingsFileText : public SettingsFileTest, public testing::WithParamInterface<ReadCase> {};
@@ -143,7 +143,7 @@ struct WriteCase {
     std::string after;
 };
 std::ostream& operator<<(std::ostream& stream, const WriteCase& example) {
-    return stream << example.before;
+    return stream << example.name;
 }
 
 class SettingsFileChange : public SettingsFileTest,

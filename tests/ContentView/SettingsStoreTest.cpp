@@ -5,8 +5,8 @@
 
 #include <ostream>
 #include <string>
+#include <string_view>
 
-#include <QChar>
 #include <gtest/gtest.h>
 
 namespace Bleedwise {
@@ -61,20 +61,37 @@ TEST_F(SettingsStoreTest, GivesTheDefaultForADamagedBoolean) {
     EXPECT_TRUE(store().boolean("sourceIncludesBleed", true));
 }
 
+struct TypedText {
+    std::string name;
+    const char* text;
+};
+std::ostream& operator<<(std::ostream& stream, const TypedText& typed) {
+    return stream << typed.name;
+}
+
 class SettingsStoreTexts : public SettingsStoreTest,
-                           public testing::WithParamInterface<const char*> {};
+                           public testing::WithParamInterface<TypedText> {};
 
 TEST_P(SettingsStoreTexts, AreKeptAsTyped) {
-    const QString text = QString::fromUtf8(GetParam());
+    const QString text = QString::fromUtf8(GetParam().text);
     store().setText("trimWidthMM", text);
     EXPECT_EQ(store().text("trimWidthMM", "default"), text);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, SettingsStoreTexts,
-                         testing::Values("210", "148,5", "", " ", "  3 ", "\"3\"", "'", "\\", "@3",
-                                         "@Invalid()", "@@", "; 3", "3;0", "a=b", "[General]",
-                                         "%20", "３", "3\u00a0mm", "3 ½″", "😀", "true", "1\t2",
-                                         "1\n2"));
+INSTANTIATE_TEST_SUITE_P(
+    All, SettingsStoreTexts,
+    testing::Values(TypedText{"Number", "210"}, TypedText{"Comma", "148,5"}, TypedText{"Empty", ""},
+                    TypedText{"Blank", " "}, TypedText{"BlanksAround", "  3 "},
+                    TypedText{"Quotes", "\"3\""}, TypedText{"OneQuote", "\""},
+                    TypedText{"Apostrophe", "'"}, TypedText{"Backslash", "\\"},
+                    TypedText{"AtSign", "@3"}, TypedText{"AtSigns", "@@"},
+                    TypedText{"QtsNothing", "@Invalid()"}, TypedText{"Semicolon", "; 3"},
+                    TypedText{"Equals", "a=b"}, TypedText{"Heading", "[General]"},
+                    TypedText{"PercentSign", "%20"}, TypedText{"FullWidth", "３"},
+                    TypedText{"NoBreakBlank", "3\u00a0mm"}, TypedText{"Fraction", "3 ½″"},
+                    TypedText{"BeyondTheBasicPlane", "😀"}, TypedText{"Boolean", "true"},
+                    TypedText{"Tabulator", "1\t2"}, TypedText{"LineBreak", "1\n2"}),
+    [](const auto& example) { return example.param.name; });
 
 } // namespace
 } // namespace Bleedwise

@@ -21,7 +21,7 @@ struct TextCase {
     std::optional<std::string> text;
 };
 std::ostream& operator<<(std::ostream& stream, const TextCase& example) {
-    return stream << example.value;
+    return stream << example.name;
 }
 
 class SettingsValueText : public testing::TestWithParam<TextCase> {};
@@ -65,7 +65,7 @@ struct BooleanCase {
     std::optional<bool> boolean;
 };
 std::ostream& operator<<(std::ostream& stream, const BooleanCase& example) {
-    return stream << example.value;
+    return stream << example.name;
 }
 
 class SettingsValueBoolean : public testing::TestWithParam<BooleanCase> {};

@@ -30,7 +30,7 @@ struct NameCase {
     std::optional<DetectedSize> size;
 };
 [[maybe_unused]] void PrintTo(const NameCase& nameCase, std::ostream* stream) {
-    *stream << nameCase.name;
+    *stream << nameCase.testName;
 }
 
 class SizeInName : public testing::TestWithParam<NameCase> {};
