@@ -8,7 +8,7 @@
 #include <memory>
 #include <optional>
 
-#include <QGuiApplication>
+#include <QApplication>
 #include <QQmlEngine>
 #include <QQuickWindow>
 #include <QString>
@@ -44,10 +44,10 @@ void receiveMessage(QtMsgType type, const QMessageLogContext& /*context*/, const
         failToOpen(lastWarning().isEmpty() ? message : lastWarning());
 }
 
-std::unique_ptr<QGuiApplication> openDisplay(int& argc, char** argv) {
+std::unique_ptr<QApplication> openDisplay(int& argc, char** argv) {
     silencedStreams().emplace();
     const QtMessageHandler previous = qInstallMessageHandler(receiveMessage);
-    auto application = std::make_unique<QGuiApplication>(argc, argv);
+    auto application = std::make_unique<QApplication>(argc, argv);
     qInstallMessageHandler(previous);
     silencedStreams().reset();
     return application;
@@ -56,8 +56,8 @@ std::unique_ptr<QGuiApplication> openDisplay(int& argc, char** argv) {
 int run(int argc, char** argv) {
     QCoreApplication::setApplicationName(QStringLiteral("Bleedwise"));
     QCoreApplication::setApplicationVersion(QStringLiteral(BLEEDWISE_VERSION));
-    QGuiApplication::setDesktopFileName(QStringLiteral("app.bleedwise.Bleedwise"));
-    const std::unique_ptr<QGuiApplication> application = openDisplay(argc, argv);
+    QApplication::setDesktopFileName(QStringLiteral("app.bleedwise.Bleedwise"));
+    const std::unique_ptr<QApplication> application = openDisplay(argc, argv);
     const TerminationSignals terminationSignals;
 
     ContentView viewModel;
@@ -69,7 +69,7 @@ int run(int argc, char** argv) {
         window.get(), &QQuickWindow::sceneGraphError,
         [](QQuickWindow::SceneGraphError, const QString& reason) { failToOpen(reason); });
     window->show();
-    return QGuiApplication::exec();
+    return QApplication::exec();
 }
 
 } // namespace

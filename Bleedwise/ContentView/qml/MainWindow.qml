@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Window
+import Bleedwise.Window
 
 // The program's window, without the desktop's frame.
 Window {
@@ -23,10 +24,8 @@ Window {
     }
 
     function chooseFiles() {
-        if (root.viewModel.isConverting)
-            return;
-        chooser.active = true;
-        chooser.item.open();
+        if (!root.viewModel.isConverting)
+            chooser.open(root);
     }
 
     Shortcut {
@@ -44,6 +43,16 @@ Window {
 
         function onCloseReady() {
             root.close();
+        }
+    }
+
+    FileChooser {
+        id: chooser
+
+        dark: Theme.dark
+        onChosen: urls => {
+            if (!root.viewModel.isConverting)
+                root.viewModel.addPDFs(urls);
         }
     }
 
@@ -88,21 +97,6 @@ Window {
     }
 
     // The dialogs are made when they are first needed.
-    Loader {
-        id: chooser
-
-        active: false
-        source: "FileChooser.qml"
-
-        Connections {
-            target: chooser.item
-
-            function onChosen(urls) {
-                root.viewModel.addPDFs(urls);
-            }
-        }
-    }
-
     Loader {
         id: about
 
