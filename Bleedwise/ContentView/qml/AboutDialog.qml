@@ -46,7 +46,7 @@ DialogPanel {
         Text {
             Layout.fillWidth: true
             Layout.topMargin: 14
-            text: "Makes PDF artwork press-ready: exact trim size and bleed, all colour in CMYK for coated paper."
+            text: "Makes PDF artwork press-ready: exact trim size and bleed, all color in CMYK for coated paper."
             wrapMode: Text.Wrap
             horizontalAlignment: Text.AlignHCenter
             lineHeight: 1.15
@@ -57,7 +57,7 @@ DialogPanel {
         Text {
             Layout.fillWidth: true
             Layout.topMargin: 10
-            text: "Free software under the GNU General Public License, version 3 or later."
+            text: "Free software under the GNU General Public License,\nversion 3 or later."
             wrapMode: Text.Wrap
             horizontalAlignment: Text.AlignHCenter
             lineHeight: 1.15

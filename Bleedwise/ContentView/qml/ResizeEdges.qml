@@ -14,12 +14,14 @@ Item {
     visible: root.window.visibility === Window.Windowed
 
     component Edge: MouseArea {
+        id: edge
+
         required property int edges
 
-        cursorShape: edges === (Qt.TopEdge | Qt.LeftEdge) || edges === (Qt.BottomEdge | Qt.RightEdge) ? Qt.SizeFDiagCursor
-            : edges === (Qt.TopEdge | Qt.RightEdge) || edges === (Qt.BottomEdge | Qt.LeftEdge) ? Qt.SizeBDiagCursor
-            : edges & (Qt.TopEdge | Qt.BottomEdge) ? Qt.SizeVerCursor : Qt.SizeHorCursor
-        onPressed: root.window.startSystemResize(edges)
+        cursorShape: edge.edges === (Qt.TopEdge | Qt.LeftEdge) || edge.edges === (Qt.BottomEdge | Qt.RightEdge) ? Qt.SizeFDiagCursor
+            : edge.edges === (Qt.TopEdge | Qt.RightEdge) || edge.edges === (Qt.BottomEdge | Qt.LeftEdge) ? Qt.SizeBDiagCursor
+            : edge.edges & (Qt.TopEdge | Qt.BottomEdge) ? Qt.SizeVerCursor : Qt.SizeHorCursor
+        onPressed: root.window.startSystemResize(edge.edges)
         Accessible.ignored: true
     }
 

@@ -42,18 +42,28 @@ Item {
         }
     }
 
-    DragHandler {
-        target: null
-        grabPermissions: PointerHandler.CanTakeOverFromItems | PointerHandler.CanTakeOverFromHandlersOfDifferentType
-        onActiveChanged: {
-            if (active)
-                root.window.startSystemMove();
-        }
-    }
+    MouseArea {
+        id: grip
 
-    TapHandler {
-        gesturePolicy: TapHandler.DragThreshold
-        onDoubleTapped: root.toggleMaximized()
+        property point start
+        property bool moving: false
+
+        anchors.fill: parent
+        Accessible.ignored: true
+
+        onPressed: mouse => {
+            grip.start = Qt.point(mouse.x, mouse.y);
+            grip.moving = false;
+        }
+        onPositionChanged: mouse => {
+            const distance = Math.max(Math.abs(mouse.x - grip.start.x), Math.abs(mouse.y - grip.start.y));
+            // Asked once a press: the desktop keeps the release of the button to itself.
+            if (grip.moving || distance < Qt.styleHints.startDragDistance)
+                return;
+            grip.moving = true;
+            root.window.startSystemMove();
+        }
+        onDoubleClicked: root.toggleMaximized()
     }
 
     IconButton {
