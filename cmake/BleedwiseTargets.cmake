@@ -11,6 +11,9 @@ if(BLEEDWISE_SANITIZE)
   target_compile_options(BleedwiseOptions INTERFACE
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(BleedwiseOptions INTERFACE -fsanitize=address,undefined)
+elseif(BLEEDWISE_SANITIZE_THREADS)
+  target_compile_options(BleedwiseOptions INTERFACE -fsanitize=thread -fno-omit-frame-pointer)
+  target_link_options(BleedwiseOptions INTERFACE -fsanitize=thread)
 endif()
 
 # bleedwise_library(NAME SOURCES ... [PUBLIC_LIBRARIES ...] [PRIVATE_LIBRARIES ...])
