@@ -44,6 +44,7 @@ FocusScope {
         focus: true
         activeFocusOnTab: true
         keyNavigationEnabled: false
+        currentIndex: -1 // a current line would take the keys
         boundsBehavior: Flickable.StopAtBounds
         header: Item { implicitHeight: 10 }
         footer: Item { implicitHeight: 10 }
