@@ -15,6 +15,10 @@ T.AbstractButton {
 
     Accessible.role: Accessible.Button
     Accessible.name: root.text
+    Accessible.onPressAction: {
+        if (root.enabled)
+            root.clicked();
+    }
 
     Keys.onReturnPressed: root.clicked()
     Keys.onEnterPressed: root.clicked()

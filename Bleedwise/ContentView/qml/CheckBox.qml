@@ -15,6 +15,14 @@ T.CheckBox {
 
     Accessible.role: Accessible.CheckBox
     Accessible.name: root.text
+    Accessible.onPressAction: root.flip()
+    Accessible.onToggleAction: root.flip()
+
+    // As a click does it.
+    function flip() {
+        root.toggle();
+        root.toggled();
+    }
 
     indicator: Rectangle {
         id: box

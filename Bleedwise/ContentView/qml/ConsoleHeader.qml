@@ -36,6 +36,7 @@ RowLayout {
         Accessible.description: root.consoleExpanded ? "Expanded" : "Collapsed"
         Accessible.checkable: true
         Accessible.checked: root.consoleExpanded
+        Accessible.onPressAction: toggle.clicked()
 
         Keys.onReturnPressed: toggle.clicked()
         Keys.onEnterPressed: toggle.clicked()

@@ -15,6 +15,11 @@ T.AbstractButton {
 
     Accessible.role: Accessible.Button
     Accessible.name: root.text
+    Accessible.description: root.enabled ? "" : "Unavailable"
+    Accessible.onPressAction: {
+        if (root.enabled)
+            root.clicked();
+    }
 
     Keys.onReturnPressed: root.clicked()
     Keys.onEnterPressed: root.clicked()

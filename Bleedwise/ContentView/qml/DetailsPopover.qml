@@ -36,6 +36,8 @@ T.Popup {
             lineHeight: 1.15
             font: Theme.calloutFont
             color: Theme.secondaryLabelColor
+            Accessible.role: Accessible.StaticText
+            Accessible.name: text
         }
 
         Divider {
@@ -49,6 +51,8 @@ T.Popup {
                 text: "Color profile"
                 font: Theme.captionFont
                 color: Theme.secondaryLabelColor
+                Accessible.role: Accessible.StaticText
+                Accessible.name: text
             }
 
             Text {
@@ -56,6 +60,8 @@ T.Popup {
                 text: "FOGRA39 / ISO Coated v2 (ECI)"
                 font: Theme.bodyFont
                 color: Theme.labelColor
+                Accessible.role: Accessible.StaticText
+                Accessible.name: text
             }
         }
 
@@ -81,6 +87,8 @@ T.Popup {
                     text: root.ghostscriptFound ? "Ghostscript ready" : "Ghostscript not found"
                     font: Theme.bodyFont
                     color: Theme.labelColor
+                    Accessible.role: Accessible.StaticText
+                    Accessible.name: text
                 }
 
                 SelectableText {

@@ -23,6 +23,10 @@ T.AbstractButton {
 
     Accessible.role: Accessible.Button
     Accessible.name: root.help
+    Accessible.onPressAction: {
+        if (root.enabled)
+            root.clicked();
+    }
 
     Keys.onReturnPressed: root.clicked()
     Keys.onEnterPressed: root.clicked()

@@ -232,7 +232,7 @@ Item {
                 symbol: "cross"
                 help: "Remove"
                 focusPolicy: root.selected ? Qt.TabFocus : Qt.NoFocus
-                Accessible.description: root.fileName
+                Accessible.description: root.removable ? root.fileName : `${root.fileName}. Unavailable`
                 onClicked: root.removeRequested()
             }
         }

@@ -93,6 +93,8 @@ FocusScope {
                 Accessible.role: Accessible.RadioButton
                 Accessible.name: segment.text
                 Accessible.description: root.label
+                Accessible.onPressAction: root.choose(segment.index)
+                Accessible.onToggleAction: root.choose(segment.index)
 
                 Keys.onLeftPressed: root.choose(segment.index - 1)
                 Keys.onRightPressed: root.choose(segment.index + 1)

@@ -22,6 +22,11 @@ T.AbstractButton {
 
     Accessible.role: Accessible.Button
     Accessible.name: "Choose PDFs"
+    Accessible.description: root.enabled ? "" : "Unavailable"
+    Accessible.onPressAction: {
+        if (root.enabled)
+            root.clicked();
+    }
 
     Keys.onReturnPressed: root.clicked()
     Keys.onEnterPressed: root.clicked()

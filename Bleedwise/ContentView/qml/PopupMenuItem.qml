@@ -14,6 +14,12 @@ T.MenuItem {
 
     Accessible.role: Accessible.MenuItem
     Accessible.name: root.text
+    Accessible.onPressAction: {
+        if (!root.enabled)
+            return;
+        root.menu.dismiss();
+        root.triggered();
+    }
 
     contentItem: Item {
         Text {
