@@ -88,7 +88,10 @@ bool DesktopAppearance::isReducedMotion() const {
 }
 
 double DesktopAppearance::fontScale() const {
-    auto scale = QFontInfo(QGuiApplication::font()).pointSizeF() / usualPointSize();
+    const auto font = QGuiApplication::font();
+    // A font that is given in pixels has no size in points of its own.
+    const auto pointSize = font.pointSizeF() > 0 ? font.pointSizeF() : QFontInfo(font).pointSizeF();
+    auto scale = pointSize / usualPointSize();
     // Under X11 this factor is already in the screen's resolution, hence in the scale of the
     // window.
     if (QGuiApplication::platformName().startsWith("wayland"))

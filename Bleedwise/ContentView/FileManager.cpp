@@ -1,7 +1,6 @@
 #include "ContentView/FileManager.h"
 
 #include <QByteArray>
-#include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusPendingCall>
 #include <QDBusPendingCallWatcher>
@@ -24,12 +23,16 @@ void openFolder(const std::filesystem::path& file) {
 
 } // namespace
 
-void reveal(const std::filesystem::path& file) {
+void reveal(const std::filesystem::path& file, QDBusConnection bus) {
+    if (!bus.isConnected()) {
+        openFolder(file);
+        return;
+    }
     auto request = QDBusMessage::createMethodCall("org.freedesktop.FileManager1",
                                                   "/org/freedesktop/FileManager1",
                                                   "org.freedesktop.FileManager1", "ShowItems");
     request << QStringList{QString::fromLatin1(fileURL(file))} << QString();
-    auto* reply = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(request));
+    auto* reply = new QDBusPendingCallWatcher(bus.asyncCall(request));
     QObject::connect(reply, &QDBusPendingCallWatcher::finished, reply, [reply, file] {
         if (reply->isError())
             openFolder(file);

@@ -2,6 +2,8 @@
 
 #include <filesystem>
 
+#include <QDBusConnection>
+
 /// The desktop's file manager.
 namespace Bleedwise::FileManager {
 
@@ -10,6 +12,6 @@ namespace Bleedwise::FileManager {
 ///
 /// Returns at once; the file manager may appear later. `file` is absolute. Main thread, with a
 /// running event loop. Nothing happens where a desktop has no file manager at all.
-void reveal(const std::filesystem::path& file);
+void reveal(const std::filesystem::path& file, QDBusConnection bus = QDBusConnection::sessionBus());
 
 } // namespace Bleedwise::FileManager
