@@ -26,13 +26,13 @@ class KeyboardTest(WindowTest):
 
     def testConvertsAListWithoutAMouse(self):
         program = self.start_with("a.pdf")
-        self.focus_by_tab(program, "Convert")
+        program.focus_by_tab("Convert")
         self.desktop.press("space")
         expect_soon(program.status, "Completed")
 
     def testQuitsThroughTheApplicationMenuWithoutAMouse(self):
         program = self.start()
-        self.focus_by_tab(program, "Application menu")
+        program.focus_by_tab("Application menu")
         self.desktop.press("Return")
         program.get("menu item", "Quit")
         self.desktop.press("Down", "Down", "Return")
@@ -52,7 +52,7 @@ class KeyboardTest(WindowTest):
 
     def testDeleteInAFieldRemovesNoRow(self):
         program = self.start_with("a 60x40mm+3.pdf")
-        self.focus_by_tab(program, "Trim width (mm)")
+        program.focus_by_tab("Trim width (mm)")
         self.desktop.press("Home", "Delete")
         expect_soon(lambda: program.field("width"), "0")
         self.assertEqual(program.names(), ["a 60x40mm+3.pdf"])
@@ -60,7 +60,7 @@ class KeyboardTest(WindowTest):
     def testArrowKeysChooseTheMode(self):
         self.install_ghostscript()
         program = self.start()
-        self.focus_by_tab(program, "Raster")
+        program.focus_by_tab("Raster")
         self.desktop.press("Left")
         expect_soon(lambda: program.is_mode("Native"), True)
 
@@ -77,8 +77,3 @@ class KeyboardTest(WindowTest):
         expect_soon(program.status, "Completed")
         self.assertEqual(program.names(), ["a.pdf", "b.pdf"])
         self.assertEqual(program.selected_name(), "a.pdf")
-
-    def focus_by_tab(self, program, name):
-        while name not in (before := program.focused_names()):
-            self.desktop.press("Tab")
-            eventually(lambda: program.focused_names() != before, "another focus")

@@ -60,6 +60,11 @@ class Program:
             element.name for element in self.application.descendants()
             if "focused" in element.states and element.role not in ("panel", "filler")])
 
+    def focus_by_tab(self, name):
+        while name not in (before := self.focused_names()):
+            self.desktop.press("Tab")
+            eventually(lambda: self.focused_names() != before, "another focus")
+
     # The list.
 
     def row_elements(self):

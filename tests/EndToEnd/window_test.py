@@ -99,15 +99,20 @@ class WindowsTest(WindowTest):
 
 
 class WaylandTest(WindowTest):
-    def testConvertsUnderWaylandThroughAssistiveTechnologyAlone(self):
+    def start_under_wayland(self, backend, **options):
         socket = "bleedwise-wayland"
-        self.desktop.start("weston", "--backend=headless-backend.so", f"--socket={socket}",
+        self.desktop.start("weston", f"--backend={backend}-backend.so", f"--socket={socket}",
                            "--no-config", "--idle-time=0",
                            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         eventually((self.desktop.runtime / socket).exists, "a Wayland compositor")
-        program = self.start(has_focus=False, environment={
-            "QT_QPA_PLATFORM": "wayland", "WAYLAND_DISPLAY": socket, "DISPLAY": "",
-            "QT_IM_MODULE": "compose"})  # Qt's own for Wayland crashes without a keyboard
+        environment = {"QT_QPA_PLATFORM": "wayland", "WAYLAND_DISPLAY": socket,
+                       **options.pop("environment", {})}
+        return self.start(environment=environment, **options)
+
+    def testConvertsUnderWaylandThroughAssistiveTechnologyAlone(self):
+        # This backend has no keyboard, without which Qt's own input method crashes.
+        program = self.start_under_wayland(
+            "headless", has_focus=False, environment={"QT_IM_MODULE": "compose", "DISPLAY": ""})
         file = self.pdf("a.pdf")
         program.button("Choose PDFs").activate()
         program.get("text", "File name:").write(str(file))
@@ -118,3 +123,15 @@ class WaylandTest(WindowTest):
         program.button("Convert").activate()
         expect_soon(program.status, "Completed")
         self.assertTrue(self.output("a").exists())
+
+    def testConvertsUnderWaylandByKeyboard(self):
+        program = self.start_under_wayland("x11")
+        program.add(self.pdf("a.pdf"), self.pdf("b.pdf"))
+        self.desktop.press("Down", "Delete")
+        expect_soon(program.names, ["a.pdf"])
+        program.focus_by_tab("Convert")
+        self.desktop.press("space")
+        expect_soon(program.status, "Completed")
+        self.assertTrue(self.output("a").exists())
+        self.desktop.press("ctrl+q")
+        self.assertEqual(program.wait(), 0)
