@@ -281,6 +281,16 @@ TEST_F(ContentViewBatch, LeavesTheSelectionAlone) {
     EXPECT_TRUE(batchEnds());
 }
 
+TEST_F(ContentViewBatch, LeavesTheListToNoKey) {
+    queue({pdf("a.pdf"), pdf("b.pdf")});
+    view->convertAll();
+    view->selectPreviousJob();
+    view->removeSelectedJob();
+    EXPECT_EQ(view->selectedJobIndex(), 1);
+    EXPECT_EQ(view->jobCount(), 2);
+    EXPECT_TRUE(batchEnds());
+}
+
 TEST_F(ContentViewBatch, RefusesDrops) {
     queue({pdf("a.pdf")});
     view->convertAll();

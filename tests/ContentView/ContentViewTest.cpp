@@ -361,6 +361,38 @@ TEST_F(ContentViewSelection, HidesTheDividersBesideIt) {
     EXPECT_FALSE(view->shouldShowDivider(2));
 }
 
+TEST_F(ContentViewSelection, MovesWithTheKeysWithinTheList) {
+    view->selectNextJob();
+    EXPECT_EQ(view->selectedJobIndex(), 1);
+    view->selectNextJob();
+    view->selectNextJob();
+    EXPECT_EQ(view->selectedJobIndex(), 2);
+    view->selectPreviousJob();
+    view->selectPreviousJob();
+    view->selectPreviousJob();
+    EXPECT_EQ(view->selectedJobIndex(), 0);
+}
+
+TEST_F(ContentViewSelection, BeginsWithTheFirstJobForTheKeyDown) {
+    view->setSelectedJobID(QUuid());
+    view->selectPreviousJob();
+    EXPECT_EQ(view->selectedJobIndex(), std::nullopt);
+    view->selectNextJob();
+    EXPECT_EQ(view->selectedJobIndex(), 0);
+}
+
+TEST_F(ContentViewSelection, IsRemovedByAKey) {
+    view->selectJob(job(1).id);
+    view->removeSelectedJob();
+    EXPECT_EQ(names(), (Names{"a.pdf", "c.pdf"}));
+}
+
+TEST_F(ContentViewSelection, OfNothingIsNotRemovedByAKey) {
+    view->setSelectedJobID(QUuid());
+    view->removeSelectedJob();
+    EXPECT_EQ(view->jobCount(), 3);
+}
+
 // MARK: Size fields
 
 struct Binding {

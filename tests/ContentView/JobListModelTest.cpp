@@ -199,6 +199,17 @@ TEST_F(JobListModelTest, HasNoSelectedRowWithoutASelection) {
     EXPECT_EQ(list.selectedJobIndex(), std::nullopt);
 }
 
+TEST_F(JobListModelTest, AnnouncesTheSelectedRowWheneverItMoves) {
+    append(3);
+    std::vector<int> rows;
+    QObject::connect(&list, &JobListModel::selectedRowChanged,
+                     [&] { rows.push_back(list.selectedRow()); });
+    list.setSelectedJobID(idAt(2));
+    list.remove(idAt(0));
+    list.setSelectedJobID(QUuid());
+    EXPECT_EQ(rows, (std::vector<int>{2, 1, -1}));
+}
+
 TEST_F(JobListModelTest, AnnouncesAnEditedTextAlone) {
     append(3);
     list.setText(1, Field::Width, "211");
