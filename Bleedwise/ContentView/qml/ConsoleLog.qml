@@ -49,7 +49,6 @@ FocusScope {
         header: Item { implicitHeight: 10 }
         footer: Item { implicitHeight: 10 }
         spacing: 4
-        reuseItems: true
         cacheBuffer: 400
         model: root.lines
 
@@ -123,7 +122,6 @@ FocusScope {
             selectedTextColor: Theme.prominentLabelColor
 
             Component.onCompleted: line.showSelection()
-            ListView.onReused: line.showSelection()
 
             Accessible.role: Accessible.ListItem
             Accessible.name: line.text
@@ -241,7 +239,7 @@ FocusScope {
         objectName: "placeholder"
         x: 10
         y: 10
-        visible: view.count === 0
+        visible: root.lines.count === 0
         text: "No conversion messages yet."
         font: Theme.consoleFont
         color: Theme.secondaryLabelColor

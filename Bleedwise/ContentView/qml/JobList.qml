@@ -20,6 +20,9 @@ T.Control {
     signal revealRequested(var jobID)
     signal removeRequested(var jobID)
 
+    // Whether the keyboard is at the list or in one of its rows.
+    readonly property bool holdsFocus: root.activeFocus || list.activeFocus
+
     focusPolicy: Qt.TabFocus
 
     Accessible.role: Accessible.List
@@ -28,15 +31,23 @@ T.Control {
     onSelectedIndexChanged: Qt.callLater(root.showSelection)
 
     function showSelection() {
-        if (root.selectedIndex >= 0 && root.selectedIndex < list.count)
-            list.positionViewAtIndex(root.selectedIndex, ListView.Contain);
+        if (root.selectedIndex < 0 || root.selectedIndex >= list.count)
+            return;
+        list.positionViewAtIndex(root.selectedIndex, ListView.Contain);
+        // What the strip covers is not in sight.
+        const row = list.itemAtIndex(root.selectedIndex);
+        if (row && row.y - list.contentY < root.coveredHeight)
+            list.contentY = row.y - root.coveredHeight;
     }
 
-    function remove(row: JobRow, jobID: var) {
-        // The row takes the focus of its buttons with it.
-        if (row.activeFocus)
-            root.forceActiveFocus(Qt.TabFocusReason);
-        root.removeRequested(jobID);
+    // A row that leaves takes the focus of its buttons with it.
+    Connections {
+        target: root.jobs
+
+        function onRowsAboutToBeRemoved() {
+            if (list.activeFocus)
+                root.forceActiveFocus(Qt.TabFocusReason);
+        }
     }
 
     contentItem: ListView {
@@ -86,7 +97,7 @@ T.Control {
                     root.selectRequested(row.model.jobID);
             }
             onRevealRequested: root.revealRequested(row.model.jobID)
-            onRemoveRequested: root.remove(row, row.model.jobID)
+            onRemoveRequested: root.removeRequested(row.model.jobID)
         }
 
         add: Transition {

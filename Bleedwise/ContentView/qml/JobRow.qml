@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Layouts
 import Bleedwise.Window
 
 // One queued file: how far it is, its name, its sizes or its error, and what can be done with it.
@@ -77,7 +76,7 @@ Item {
 
         x: 4
         width: root.width - 8
-        height: parts.implicitHeight + 16
+        height: lines.height + 16
         radius: 6
         color: root.selected ? Theme.selectionColor : "transparent"
 
@@ -87,135 +86,139 @@ Item {
             radius: ground.radius
         }
 
-        RowLayout {
-            id: parts
+        Item {
+            id: status
 
-            anchors.fill: parent
-            anchors.margins: 8
-            spacing: 10
+            x: 8
+            anchors.verticalCenter: parent.verticalCenter
+            width: 18
+            height: 18
 
-            Item {
-                Layout.preferredWidth: 18
-                Layout.preferredHeight: 18
-                Layout.alignment: Qt.AlignVCenter
+            SymbolIcon {
+                anchors.centerIn: parent
+                visible: root.jobState !== JobRow.State.Converting
+                symbol: root.jobState === JobRow.State.Completed ? "checkmark-circle-fill"
+                    : root.jobState === JobRow.State.Failed ? "cross-circle-fill" : "circle"
+                color: root.jobState === JobRow.State.Completed ? Theme.greenColor
+                    : root.jobState === JobRow.State.Failed ? Theme.redColor : Theme.tertiaryLabelColor
+            }
 
-                SymbolIcon {
-                    anchors.centerIn: parent
-                    visible: root.jobState !== JobRow.State.Converting
-                    symbol: root.jobState === JobRow.State.Completed ? "checkmark-circle-fill"
-                        : root.jobState === JobRow.State.Failed ? "cross-circle-fill" : "circle"
-                    color: root.jobState === JobRow.State.Completed ? Theme.greenColor
-                        : root.jobState === JobRow.State.Failed ? Theme.redColor : Theme.tertiaryLabelColor
+            Loader {
+                anchors.centerIn: parent
+                active: root.jobState === JobRow.State.Converting
+                sourceComponent: ProgressSpinner {}
+            }
+        }
+
+        Column {
+            id: lines
+
+            anchors.left: status.right
+            anchors.leftMargin: 10
+            anchors.right: buttons.left
+            anchors.rightMargin: 10 - buttons.around
+            anchors.verticalCenter: parent.verticalCenter
+            spacing: 3
+
+            Text {
+                id: name
+
+                objectName: "name"
+                width: Math.min(implicitWidth, parent.width)
+                text: root.fileName
+                textFormat: Text.PlainText
+                elide: Text.ElideMiddle
+                maximumLineCount: 1
+                font: Theme.bodyFont
+                color: Theme.labelColor
+                Accessible.ignored: true
+
+                HoverHandler {
+                    id: nameHover
+
+                    enabled: name.truncated
                 }
 
-                Loader {
-                    anchors.centerIn: parent
-                    active: root.jobState === JobRow.State.Converting
-                    sourceComponent: ProgressSpinner {}
+                HelpTip {
+                    text: root.fileName
+                    shown: name.truncated && nameHover.hovered
                 }
             }
 
-            Item {
-                Layout.fillWidth: true
-                Layout.alignment: Qt.AlignVCenter
-                implicitHeight: lines.height
+            Row {
+                objectName: "summary"
+                visible: !root.failed
+                spacing: 3
 
-                Column {
-                    id: lines
-
-                    width: parent.width
-                    spacing: 3
-
-                    Text {
-                        id: name
-
-                        objectName: "name"
-                        width: Math.min(implicitWidth, parent.width)
-                        text: root.fileName
-                        textFormat: Text.PlainText
-                        elide: Text.ElideMiddle
-                        maximumLineCount: 1
-                        font: Theme.bodyFont
-                        color: Theme.labelColor
-                        Accessible.ignored: true
-
-                        HoverHandler {
-                            id: nameHover
-
-                            enabled: name.truncated
-                        }
-
-                        HelpTip {
-                            text: root.fileName
-                            shown: name.truncated && nameHover.hovered
-                        }
-                    }
-
-                    Row {
-                        objectName: "summary"
-                        visible: !root.failed
-                        spacing: 3
-
-                        SizeValue {
-                            objectName: "width"
-                            value: root.widthMM
-                            edited: root.widthEdited
-                        }
-                        SummaryWord {
-                            text: "×"
-                        }
-                        SizeValue {
-                            objectName: "height"
-                            value: root.heightMM
-                            edited: root.heightEdited
-                        }
-                        SummaryWord {
-                            text: "mm"
-                        }
-                        SummaryWord {
-                            text: "·"
-                        }
-                        SizeValue {
-                            objectName: "bleed"
-                            value: root.bleedMM
-                            edited: root.bleedEdited
-                        }
-                        SummaryWord {
-                            text: "mm bleed"
-                        }
-                    }
-
-                    Text {
-                        objectName: "error"
-                        width: parent.width
-                        topPadding: 1
-                        bottomPadding: 1
-                        visible: root.failed
-                        text: root.shownError
-                        textFormat: Text.PlainText
-                        wrapMode: Text.WrapAtWordBoundaryOrAnywhere
-                        maximumLineCount: 4
-                        elide: Text.ElideRight
-                        font: Theme.captionFont
-                        color: Theme.redColor
-                        Accessible.ignored: true
-
-                        HoverHandler {
-                            id: errorHover
-                        }
-
-                        HelpTip {
-                            text: root.errorMessage.slice(0, 4000)
-                            shown: root.failed && errorHover.hovered
-                            maximumWidth: 520
-                        }
-                    }
+                SizeValue {
+                    objectName: "width"
+                    value: root.widthMM
+                    edited: root.widthEdited
+                }
+                SummaryWord {
+                    text: "×"
+                }
+                SizeValue {
+                    objectName: "height"
+                    value: root.heightMM
+                    edited: root.heightEdited
+                }
+                SummaryWord {
+                    text: "mm"
+                }
+                SummaryWord {
+                    text: "·"
+                }
+                SizeValue {
+                    objectName: "bleed"
+                    value: root.bleedMM
+                    edited: root.bleedEdited
+                }
+                SummaryWord {
+                    text: "mm bleed"
                 }
             }
+
+            Text {
+                objectName: "error"
+                width: parent.width
+                topPadding: 1
+                bottomPadding: 1
+                visible: root.failed
+                text: root.shownError
+                textFormat: Text.PlainText
+                wrapMode: Text.WrapAtWordBoundaryOrAnywhere
+                maximumLineCount: 4
+                elide: Text.ElideRight
+                font: Theme.captionFont
+                color: Theme.redColor
+                Accessible.ignored: true
+
+                HoverHandler {
+                    id: errorHover
+                }
+
+                HelpTip {
+                    text: root.errorMessage.slice(0, 4000)
+                    shown: root.failed && errorHover.hovered
+                    maximumWidth: 520
+                }
+            }
+        }
+
+        Row {
+            id: buttons
+
+            // What the buttons have around their symbols.
+            readonly property int around: 5
+
+            anchors.right: parent.right
+            anchors.rightMargin: 8 - buttons.around
+            anchors.verticalCenter: parent.verticalCenter
+            spacing: 10 - 2 * buttons.around
 
             IconButton {
                 objectName: "reveal"
-                Layout.alignment: Qt.AlignVCenter
                 visible: root.hasOutput
                 symbol: "magnifying-glass"
                 help: "Reveal output"
@@ -226,8 +229,6 @@ Item {
 
             IconButton {
                 objectName: "remove"
-                Layout.alignment: Qt.AlignVCenter
-                Layout.leftMargin: root.hasOutput ? -6 : 0
                 enabled: root.removable
                 symbol: "cross"
                 help: "Remove"

@@ -39,7 +39,6 @@ ColumnLayout {
         leftPadding: 10
         rightPadding: 10
         verticalAlignment: TextInput.AlignVCenter
-        text: root.value
         font: Theme.titleFont
         color: Theme.labelColor
         selectionColor: Theme.prominentColor
@@ -64,6 +63,11 @@ ColumnLayout {
 
         Accessible.role: Accessible.EditableText
         Accessible.name: root.title
+
+        // A binding that survives being written to, as an assistive technology does.
+        Binding on text {
+            value: root.value
+        }
 
         background: Rectangle {
             radius: Theme.controlRadius

@@ -49,17 +49,8 @@ FocusScope {
 
         function onJobCountChanged() {
             // An empty list cannot keep the focus.
-            if (root.viewModel.jobCount === 0 && files.activeFocus)
+            if (root.viewModel.jobCount === 0 && files.holdsFocus)
                 root.releaseFocus();
-        }
-    }
-
-    Connections {
-        target: root.viewModel.jobs
-
-        function onRowsAboutToBeRemoved() {
-            if (files.activeFocus)
-                files.forceActiveFocus(Qt.TabFocusReason);
         }
     }
 
