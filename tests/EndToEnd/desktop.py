@@ -4,6 +4,7 @@ import contextlib
 import ctypes
 import os
 import pathlib
+import random
 import shutil
 import signal
 import subprocess
@@ -15,6 +16,7 @@ from waiting import eventually
 
 SCREEN_WIDTH = 1400
 SCREEN_HEIGHT = 1000
+_DISPLAY_NUMBERS = (1000, 50000)
 
 _PR_SET_PDEATHSIG = 1
 _PR_SET_CHILD_SUBREAPER = 36
@@ -84,6 +86,7 @@ class Desktop:
         self.environment["ASAN_OPTIONS"] = "verify_asan_link_order=0:detect_leaks=0"
         self.bus = None
         self._started = []
+        self._display = None
 
     def __enter__(self):
         # Orphans come to this process, so that it can end them.
@@ -102,9 +105,13 @@ class Desktop:
     def close(self):
         if self.bus:
             self.bus.set_exit_on_close(False)
-        for program in reversed(self._started):  # before the display that they would miss
-            program.kill()
-            program.wait()
+        for program in reversed(self._started):
+            if program is not self._display:
+                program.kill()
+                program.wait()
+        if self._display:  # takes its lock and its socket away, unless it is killed
+            self._display.terminate()
+            self._display.wait()
         while running := children():
             for process in running:
                 with contextlib.suppress(ProcessLookupError, ChildProcessError):
@@ -179,14 +186,17 @@ class Desktop:
         shutil.copy("/usr/share/dbus-1/services/org.a11y.Bus.service", services)
         configuration = self.folder / "bus.conf"
         configuration.write_text(_BUS_CONFIGURATION.format(folder=self.folder))
-        address = self._first_line_of(
+        _, address = self._start_server(
             "dbus-daemon", f"--config-file={configuration}", "--nofork", "--print-address={}")
         self.environment["DBUS_SESSION_BUS_ADDRESS"] = address
         self.bus = connect_to_bus(address)
 
     def _start_display(self):
-        number = self._first_line_of(
-            "Xvfb", "-displayfd", "{}", "-noreset", "-nolisten", "tcp",
+        # Two servers that look for a free number at once may come to the same, where others have
+        # left locks behind.
+        number = random.randrange(*_DISPLAY_NUMBERS)
+        self._display, _ = self._start_server(
+            "Xvfb", f":{number}", "-displayfd", "{}", "-noreset", "-nolisten", "tcp",
             "-screen", "0", f"{SCREEN_WIDTH}x{SCREEN_HEIGHT}x24")
         self.environment["DISPLAY"] = f":{number}"
         self.start("openbox", "--config-file", "/etc/xdg/openbox/rc.xml",
@@ -197,17 +207,19 @@ class Desktop:
         root = self.run("xprop", "-root", "_NET_SUPPORTING_WM_CHECK")
         return "window id" in root
 
-    def _first_line_of(self, program, *arguments):
-        """What a server says on the pipe whose number stands for {} in its arguments."""
+    def _start_server(self, program, *arguments):
+        """A server, and what it says on the pipe whose number stands for {} in its arguments, which
+        it does when it is ready."""
         reading, writing = os.pipe()
-        self.start(program, *(argument.format(writing) for argument in arguments),
-                   pass_fds=[writing], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        server = self.start(program, *(argument.format(writing) for argument in arguments),
+                            pass_fds=[writing], stdout=subprocess.DEVNULL,
+                            stderr=subprocess.DEVNULL)
         os.close(writing)
         with os.fdopen(reading) as pipe:
             line = pipe.readline().strip()
         if not line:
             raise AssertionError(f"{program} did not start")
-        return line
+        return server, line
 
 
 def connect_to_bus(address):
