@@ -1,19 +1,16 @@
-#include "CommandLineConverter/CommandLineConverter.h"
+#include "BleedwiseApp/SheetfoldApp.h"
 #include "PrintPrep/platform/LocalizedError.h"
 #include "PrintPrep/platform/ProcessInfo.h"
 
 #include <cstdlib>
 #include <iostream>
 
-int main() {
+int main(int argc, char** argv) {
     Bleedwise::ProcessInfo::openMissingStandardStreams();
     try {
-        Bleedwise::CommandLineConverter::runIfRequested();
-    } catch (const Bleedwise::LocalizedError& error) { // the system does not tell the arguments
+        return Bleedwise::SheetfoldApp().run(argc, argv);
+    } catch (const Bleedwise::LocalizedError& error) {
         std::cerr << "ERROR: " << error.errorDescription() << '\n';
         return EXIT_FAILURE;
     }
-    std::cerr << "This version of Bleedwise has no window. To convert a file: "
-                 "bleedwise --convert FILE --width MM --height MM\n";
-    return EXIT_FAILURE;
 }

@@ -5,6 +5,7 @@
 #include "PrintPrep/PrintPrepError.h"
 #include "PrintPrep/platform/ChildProcess.h"
 #include "PrintPrep/platform/FileSystemError.h"
+#include "PrintPrep/platform/OperationStopped.h"
 #include "PrintPrep/platform/ProcessInfo.h"
 #include "PrintPrep/platform/TemporaryFile.h"
 #include "PrintPrep/platform/UTF8.h"
@@ -190,15 +191,17 @@ std::string options(std::string_view inherited, const std::filesystem::path& pro
 Result convertToCMYKSync(const std::filesystem::path& ghostscriptURL,
                          const std::filesystem::path& inputURL,
                          const std::filesystem::path& outputURL,
-                         const std::filesystem::path& profileURL, const PrintSettings& settings) {
+                         const std::filesystem::path& profileURL, const PrintSettings& settings,
+                         const std::stop_token& stop) {
     const InputName input(inputURL);
-    const ChildProcess::Outcome outcome =
-        ChildProcess::run(ghostscriptURL, arguments(input.url(), outputURL, profileURL, settings),
-                          {{"GS_OPTIONS", options(environmentValue("GS_OPTIONS"), profileURL)}});
+    const ChildProcess::Outcome outcome = ChildProcess::run(
+        ghostscriptURL, arguments(input.url(), outputURL, profileURL, settings),
+        {{"GS_OPTIONS", options(environmentValue("GS_OPTIONS"), profileURL)}}, stop);
     std::vector<std::string> lines = consoleLines(outcome.consoleText);
     if (outcome.exitStatus != 0)
         throw PrintPrepError::ghostscriptFailed(joined(lines));
 
+    throwIfStopped(stop);
     PDFBoxPatcher::applyPrintBoxes(outputURL, settings, true);
     if (lines.empty())
         lines.emplace_back("Ghostscript finished without messages.");
@@ -207,13 +210,16 @@ Result convertToCMYKSync(const std::filesystem::path& ghostscriptURL,
 
 std::future<Result> convertToCMYK(std::filesystem::path ghostscriptURL,
                                   std::filesystem::path inputURL, std::filesystem::path outputURL,
-                                  std::filesystem::path profileURL, PrintSettings settings) {
+                                  std::filesystem::path profileURL, PrintSettings settings,
+                                  std::stop_token stop) {
     // Not std::async: the destructor of its future waits for the end.
-    std::packaged_task<Result()> conversion(
-        [ghostscriptURL = std::move(ghostscriptURL), inputURL = std::move(inputURL),
-         outputURL = std::move(outputURL), profileURL = std::move(profileURL), settings] {
-            return convertToCMYKSync(ghostscriptURL, inputURL, outputURL, profileURL, settings);
-        });
+    std::packaged_task<Result()> conversion([ghostscriptURL = std::move(ghostscriptURL),
+                                             inputURL = std::move(inputURL),
+                                             outputURL = std::move(outputURL),
+                                             profileURL = std::move(profileURL), settings,
+                                             stop = std::move(stop)] {
+        return convertToCMYKSync(ghostscriptURL, inputURL, outputURL, profileURL, settings, stop);
+    });
     std::future<Result> result = conversion.get_future();
     std::thread(std::move(conversion)).detach();
     return result;

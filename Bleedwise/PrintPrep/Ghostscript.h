@@ -6,6 +6,7 @@
 #include <functional>
 #include <future>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -55,15 +56,20 @@ std::string options(std::string_view inherited, const std::filesystem::path& pro
 /// with its console lines when it exits with another status than 0, what `options` throws, and what
 /// `PDFBoxPatcher::applyPrintBoxes` throws. A failed run may leave a file at `outputURL`, which
 /// should therefore be a passing name.
+///
+/// A stop request ends Ghostscript with all that it started; the boxes are then not set any more.
+/// Throws `OperationStopped`.
 Result convertToCMYKSync(const std::filesystem::path& ghostscriptURL,
                          const std::filesystem::path& inputURL,
                          const std::filesystem::path& outputURL,
-                         const std::filesystem::path& profileURL, const PrintSettings& settings);
+                         const std::filesystem::path& profileURL, const PrintSettings& settings,
+                         const std::stop_token& stop = {});
 
 /// The same on a thread of its own. The future gives the result or the error; dropping it does not
 /// wait.
 std::future<Result> convertToCMYK(std::filesystem::path ghostscriptURL,
                                   std::filesystem::path inputURL, std::filesystem::path outputURL,
-                                  std::filesystem::path profileURL, PrintSettings settings);
+                                  std::filesystem::path profileURL, PrintSettings settings,
+                                  std::stop_token stop = {});
 
 } // namespace Bleedwise::Ghostscript

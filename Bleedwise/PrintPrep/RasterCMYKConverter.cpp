@@ -4,6 +4,7 @@
 #include "PrintPrep/PrintPrepError.h"
 #include "PrintPrep/platform/FileSystemError.h"
 #include "PrintPrep/platform/MappedFile.h"
+#include "PrintPrep/platform/OperationStopped.h"
 #include "PrintPrep/raster/ImagePDFWriter.h"
 #include "PrintPrep/raster/PopplerRenderer.h"
 
@@ -41,7 +42,8 @@ bool isSameFile(const std::filesystem::path& inputURL, const std::filesystem::pa
 } // namespace
 
 void write(const std::filesystem::path& inputURL, const std::filesystem::path& outputURL,
-           const std::filesystem::path& profileURL, const PrintSettings& settings) {
+           const std::filesystem::path& profileURL, const PrintSettings& settings,
+           const std::stop_token& stop) {
     if (isSameFile(inputURL, outputURL))
         throw PrintPrepError::couldNotOpenPDF();
     removeExisting(outputURL);
@@ -53,8 +55,12 @@ void write(const std::filesystem::path& inputURL, const std::filesystem::path& o
 
     for (int number = 1; number <= document->pageCount(); ++number) {
         const std::optional<Rectangle> mediaBox = document->mediaBox(number);
-        if (mediaBox)
-            writer.addPage(renderCMYKImage({*document, number, *mediaBox}, profile, settings));
+        if (!mediaBox)
+            continue;
+        const CMYKImage image =
+            renderCMYKImage({*document, number, *mediaBox, stop}, profile, settings);
+        throwIfStopped(stop);
+        writer.addPage(image);
     }
     writer.finish();
     PDFBoxPatcher::applyPrintBoxes(outputURL, settings, true);
@@ -63,8 +69,8 @@ void write(const std::filesystem::path& inputURL, const std::filesystem::path& o
 CMYKImage renderCMYKImage(const SourcePage& page, const OutputProfile& colorSpace,
                           const PrintSettings& settings) {
     const PixelSize size = PageGeometry::pixelSize(settings);
-    const RenderRequest request = {page.number, size, PageGeometry::place(page.mediaBox, settings),
-                                   0, size.height};
+    const RenderRequest request = {
+        page.number, size, PageGeometry::place(page.mediaBox, settings), 0, size.height, page.stop};
     RenderResult result = page.document.render(request, colorSpace);
     if (!std::holds_alternative<PixelBuffer>(result))
         throw PrintPrepError::couldNotCreateCMYKOutput();

@@ -6,6 +6,7 @@
 #include "PrintPrep/raster/PageRenderer.h"
 
 #include <filesystem>
+#include <stop_token>
 
 /// Conversion without any other program: every page becomes one bitmap at 300 ppi in the colours of
 /// the output profile, and text and vector artwork are not kept.
@@ -18,6 +19,8 @@ struct SourcePage {
     int number;
     /// As the document tells it.
     Rectangle mediaBox;
+    /// After a stop request drawing breaks off, and the bitmap holds anything.
+    std::stop_token stop = {};
 };
 
 /// Writes the PDF at `inputURL` as bitmaps to `outputURL`, in the colours of the ICC profile at
@@ -35,9 +38,12 @@ struct SourcePage {
 ///
 /// An error before the first page leaves no file; a later one may leave an incomplete file.
 ///
+/// A stop request is heard between pages and while a page is drawn; `OperationStopped` is thrown.
+///
 /// Sizes whose bitmap cannot be counted are a programming error: the process aborts.
 void write(const std::filesystem::path& inputURL, const std::filesystem::path& outputURL,
-           const std::filesystem::path& profileURL, const PrintSettings& settings);
+           const std::filesystem::path& profileURL, const PrintSettings& settings,
+           const std::stop_token& stop = {});
 
 /// Draws one page on its sheet: scaled to the sheet, or to the trim when the source has no bleed
 /// of its own, keeping its proportions and centred. Only the media box counts; other boxes and the

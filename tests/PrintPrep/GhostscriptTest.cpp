@@ -2,8 +2,10 @@
 
 #include "PrintPrep/PrintPrepError.h"
 #include "PrintPrep/platform/FileSystemError.h"
+#include "PrintPrep/platform/OperationStopped.h"
 #include "support/FakeGhostscript.h"
 #include "support/GermanLocale.h"
+#include "support/Lifeline.h"
 #include "support/ScopedVariable.h"
 #include "support/SmallPDF.h"
 #include "support/TemporaryFolder.h"
@@ -23,6 +25,7 @@ namespace {
 using std::filesystem::path;
 using Testing::contents;
 using Testing::FakeGhostscript;
+using Testing::Lifeline;
 using Testing::ScopedVariable;
 using Testing::TemporaryFolder;
 using Lines = std::vector<std::string>;
@@ -480,6 +483,18 @@ TEST_F(GhostscriptRun, DoesNotWaitForTheEndOfADroppedFuture) {
     }
     std::ofstream opened(gate); // waits until the script has come to the gate
     EXPECT_TRUE(opened << "go\n" << std::flush);
+}
+
+TEST_F(GhostscriptRun, EndsGhostscriptOnAStopRequest) {
+    const Lifeline lifeline;
+    const FakeGhostscript fake(lifeline.script());
+    std::stop_source stop;
+    std::future<Ghostscript::Result> result = Ghostscript::convertToCMYK(
+        fake.url(), "/in/a.pdf", outputURL(), "/p/f.icc", withBleed, stop.get_token());
+    ASSERT_TRUE(lifeline.awaitStart());
+    stop.request_stop();
+    EXPECT_THROW(result.get(), OperationStopped);
+    EXPECT_TRUE(lifeline.awaitEnd());
 }
 
 TEST_F(GhostscriptRun, RunsOnSeveralThreadsAtOnce) {

@@ -2,6 +2,8 @@
 
 #include "PrintPrep/PrintPrepError.h"
 #include "PrintPrep/platform/FileSystemError.h"
+#include "PrintPrep/platform/OperationStopped.h"
+#include "PrintPrep/raster/PopplerRenderer.h"
 #include "support/Command.h"
 #include "support/Rendering.h"
 #include "support/TemporaryFolder.h"
@@ -10,7 +12,9 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -282,6 +286,29 @@ TEST_F(RasterWrite, ReportsAFolderThatIsNotThere) {
                                              tenthOfA4());
               }),
               PrintPrepError::Case::couldNotCreateOutput);
+}
+
+TEST_F(RasterWrite, EndsOnAStopRequest) {
+    std::stop_source stop;
+    stop.request_stop();
+    EXPECT_THROW(RasterCMYKConverter::write(folder.file("in.pdf", cyanPage()), output,
+                                            outputProfileURL(), tenthOfA4(), stop.get_token()),
+                 OperationStopped);
+}
+
+TEST(RasterRender, BreaksOffWithinAPageOnAStopRequest) {
+    std::string content;
+    for (int index = 0; index < 1000; ++index)
+        content += "0 0 1 1 re f\n";
+    const TemporaryFolder folder;
+    const std::unique_ptr<PageRenderer> document =
+        PopplerRenderer::open(folder.file("in.pdf", TestPDF::ofPage({content + allCyan})));
+    std::stop_source stop;
+    stop.request_stop();
+    const CMYKImage image =
+        RasterCMYKConverter::renderCMYKImage({*document, 1, {0, 0, 24, 24}, stop.get_token()},
+                                             Testing::outputProfile(), Testing::smallSheet());
+    EXPECT_EQ(at(image, 50, 50), noInk);
 }
 
 TEST_F(RasterWrite, CannotPatchSizesThatMakeNoPage) {

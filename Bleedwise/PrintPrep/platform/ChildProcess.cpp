@@ -2,11 +2,13 @@
 
 #include "PrintPrep/platform/FileDescriptor.h"
 #include "PrintPrep/platform/FileSystemError.h"
+#include "PrintPrep/platform/OperationStopped.h"
 
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <functional>
 #include <string_view>
 
 #include <fcntl.h>
@@ -57,10 +59,19 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
     return result;
 }
 
+enum class Group {
+    /// The parent's, which a terminal's signals reach as a whole.
+    parents,
+    /// One of the child's own, which can be killed as a whole.
+    own,
+};
+
 /// The child's side of the fork: only calls that are safe between fork and exec.
 [[noreturn]] void becomeProgram(const char* executable, char* const* arguments,
-                                char* const* environment, int output, int failure,
-                                pid_t parent) noexcept {
+                                char* const* environment, int output, int failure, pid_t parent,
+                                Group group) noexcept {
+    if (group == Group::own)
+        ::setpgid(0, 0);
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (::getppid() != parent)
         ::_exit(127); // the parent died before the line above took effect
@@ -88,15 +99,16 @@ void keepStatuses() noexcept {
         ::signal(SIGCHLD, SIG_DFL);
 }
 
-/// A started child: killed and reaped when it goes out of scope before `wait()` was called.
+/// A started child: killed, with its own group, and reaped when it goes out of scope before
+/// `wait()` was called.
 class Child {
 public:
-    explicit Child(pid_t process) : process_(process) {}
+    Child(pid_t process, Group group) : process_(process), group_(group) {}
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;
     ~Child() {
         if (process_ > 0) {
-            ::kill(process_, SIGKILL);
+            ::kill(group_ == Group::own ? -process_ : process_, SIGKILL);
             wait();
         }
     }
@@ -115,6 +127,24 @@ public:
 
 private:
     pid_t process_;
+    Group group_;
+};
+
+/// A pipe that can be read from as soon as a stop is requested.
+class StopSignal {
+public:
+    StopSignal(const std::stop_token& stop, const std::filesystem::path& executable)
+        : pipe_(stop.stop_possible() ? makePipe(executable) : Pipe()),
+          callback_(stop, [writeEnd = pipe_.writeEnd.get()] {
+              [[maybe_unused]] const ssize_t written = ::write(writeEnd, "", 1);
+          }) {}
+
+    /// −1 when nobody can request a stop.
+    int descriptor() const { return pipe_.readEnd.get(); }
+
+private:
+    Pipe pipe_;
+    std::stop_callback<std::function<void()>> callback_;
 };
 
 /// Appends what one read gives. False at the end of the pipe, or when it is empty for now.
@@ -132,14 +162,17 @@ bool readSome(int pipe, std::string& text) {
 }
 
 /// Empties the pipe until its end, or until the child has exited and nothing more is in it.
-std::string readWhileRunning(int pipe, pid_t process) {
+std::string readWhileRunning(int pipe, pid_t process, const StopSignal& stop) {
     std::string text;
     // By number: glibc 2.36 declares the function without C linkage. None on kernels before 5.3.
     const FileDescriptor exit(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
-    std::array<pollfd, 2> waits = {pollfd{pipe, POLLIN, 0}, pollfd{exit.get(), POLLIN, 0}};
+    std::array<pollfd, 3> waits = {pollfd{pipe, POLLIN, 0}, pollfd{exit.get(), POLLIN, 0},
+                                   pollfd{stop.descriptor(), POLLIN, 0}};
     for (;;) {
         if (::poll(waits.data(), waits.size(), -1) < 0)
             continue; // EINTR
+        if (waits[2].revents != 0)
+            throw OperationStopped();
         if (waits[0].revents != 0 && !readSome(pipe, text))
             return text;
         if (waits[1].revents != 0) {
@@ -154,7 +187,8 @@ std::string readWhileRunning(int pipe, pid_t process) {
 } // namespace
 
 Outcome run(const std::filesystem::path& executable, const std::vector<std::string>& arguments,
-            const std::vector<EnvironmentVariable>& changes) {
+            const std::vector<EnvironmentVariable>& changes, const std::stop_token& stop) {
+    throwIfStopped(stop);
     std::vector<std::string> argumentTexts = {executable.native()};
     argumentTexts.insert(argumentTexts.end(), arguments.begin(), arguments.end());
     std::vector<std::string> environmentTexts = environmentWith(changes);
@@ -164,15 +198,17 @@ Outcome run(const std::filesystem::path& executable, const std::vector<std::stri
     keepStatuses();
     Pipe output = makePipe(executable);
     Pipe failure = makePipe(executable);
+    const StopSignal stopSignal(stop, executable);
+    const Group group = stop.stop_possible() ? Group::own : Group::parents;
     const pid_t parent = ::getpid();
     const pid_t process = ::fork();
     if (process < 0)
         throw FileSystemError("start", executable, errno);
     if (process == 0)
         becomeProgram(executable.c_str(), argumentPointers.data(), environmentPointers.data(),
-                      output.writeEnd.get(), failure.writeEnd.get(), parent);
+                      output.writeEnd.get(), failure.writeEnd.get(), parent, group);
 
-    Child child(process);
+    Child child(process, group);
     output.writeEnd.close();
     failure.writeEnd.close();
 
@@ -186,7 +222,7 @@ Outcome run(const std::filesystem::path& executable, const std::vector<std::stri
     }
 
     Outcome outcome;
-    outcome.consoleText = readWhileRunning(output.readEnd.get(), process);
+    outcome.consoleText = readWhileRunning(output.readEnd.get(), process, stopSignal);
     outcome.exitStatus = child.wait();
     return outcome;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <stop_token>
 #include <string>
 #include <utility>
 #include <vector>
@@ -30,8 +31,11 @@ using EnvironmentVariable = std::pair<std::string, std::string>;
 /// An ignored SIGCHLD is set back to its default for the process, since the kernel keeps no exit
 /// statuses otherwise.
 ///
+/// A stop request kills the child, and `OperationStopped` is thrown. So that nothing which the
+/// child started stays behind either, a child that can be stopped has a process group of its own.
+///
 /// Throws `FileSystemError` when the program cannot be started.
 Outcome run(const std::filesystem::path& executable, const std::vector<std::string>& arguments,
-            const std::vector<EnvironmentVariable>& changes);
+            const std::vector<EnvironmentVariable>& changes, const std::stop_token& stop = {});
 
 } // namespace Bleedwise::ChildProcess

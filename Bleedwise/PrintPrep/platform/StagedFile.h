@@ -14,7 +14,10 @@ enum class Durability {
     /// A killed process leaves the old file or the new one; a power failure may lose both. For
     /// files that are worthless after a restart.
     processFailure,
-    /// The same holds for a power failure.
+    /// As above, and a power failure does not lose both where the file system stores a file before
+    /// the name under which it replaces another, as ext4, Btrfs and XFS do. Waits for no disk.
+    deferred,
+    /// What holds for a killed process holds for a power failure.
     powerFailure,
 };
 

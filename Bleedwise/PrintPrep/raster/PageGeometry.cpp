@@ -6,6 +6,7 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
+#include <optional>
 #include <string>
 
 namespace Bleedwise::PageGeometry {
@@ -16,19 +17,47 @@ constexpr double millimetresPerInch = 25.4;
 /// How far the clip stays inside its outermost pixels, in pixels.
 constexpr double inset = 0.01;
 
-[[noreturn]] void sizeError(double value) {
-    char digits[32];
-    const auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
-    fatalError("Page bitmap of " + std::string(digits, end) + " pixels cannot be counted.");
+/// A bitmap's sides as numbers that may be too large to count, or NaN.
+struct Sides {
+    double width;
+    double height;
+};
+
+double pixels(double millimetres) {
+    const double rounded = std::round(millimetres / millimetresPerInch * resolution);
+    return std::isnan(rounded) ? rounded : std::max(1.0, rounded);
 }
 
-std::int64_t pixels(double millimetres) {
-    const double rounded = std::round(millimetres / millimetresPerInch * resolution);
-    const double size = std::isnan(rounded) ? rounded : std::max(1.0, rounded);
-    // 2^63 is the first integral double beyond 64 bits.
-    if (!(size < 0x1p63))
-        sizeError(size);
-    return static_cast<std::int64_t>(size);
+Sides sides(const PrintSettings& settings) {
+    const double bleeds = settings.bleedMM + settings.bleedMM;
+    return {pixels(settings.trimWidthMM + bleeds), pixels(settings.trimHeightMM + bleeds)};
+}
+
+/// 2^63 is the first integral double beyond 64 bits.
+bool fits(double side) {
+    return side < 0x1p63;
+}
+
+/// Nothing for what is not countable.
+std::optional<PixelSize> counted(const Sides& sides) {
+    if (!fits(sides.width) || !fits(sides.height))
+        return std::nullopt;
+    const PixelSize size = {static_cast<std::int64_t>(sides.width),
+                            static_cast<std::int64_t>(sides.height)};
+    if (size.width > std::numeric_limits<std::int64_t>::max() / 4 / size.height)
+        return std::nullopt;
+    return size;
+}
+
+[[noreturn]] void sizeError(const Sides& sides) {
+    double tooLarge = sides.width * sides.height;
+    for (const double side : {sides.height, sides.width}) {
+        if (!fits(side))
+            tooLarge = side;
+    }
+    char digits[32];
+    const auto end = std::to_chars(digits, digits + sizeof digits, tooLarge).ptr;
+    fatalError("Page bitmap of " + std::string(digits, end) + " pixels cannot be counted.");
 }
 
 /// The nearest pixel edges of the interval from `start` to `start + length` of `pixelCount` pixels
@@ -49,13 +78,16 @@ bool isFinite(const Rectangle& rectangle) {
 
 } // namespace
 
+bool isCountable(const PrintSettings& settings) {
+    return counted(sides(settings)).has_value();
+}
+
 PixelSize pixelSize(const PrintSettings& settings) {
-    const double bleeds = settings.bleedMM + settings.bleedMM;
-    const PixelSize size = {pixels(settings.trimWidthMM + bleeds),
-                            pixels(settings.trimHeightMM + bleeds)};
-    if (size.width > std::numeric_limits<std::int64_t>::max() / 4 / size.height)
-        sizeError(static_cast<double>(size.width) * static_cast<double>(size.height));
-    return size;
+    const Sides wanted = sides(settings);
+    const std::optional<PixelSize> size = counted(wanted);
+    if (!size)
+        sizeError(wanted);
+    return *size;
 }
 
 Rectangle sheet(const PrintSettings& settings) {

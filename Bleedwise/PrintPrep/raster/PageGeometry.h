@@ -34,10 +34,13 @@ namespace PageGeometry {
 /// Resolution of every bitmap, in pixels per inch.
 inline constexpr double resolution = 300;
 
+/// Whether each side of the bitmap and its number of bytes are within 64 bits.
+bool isCountable(const PrintSettings& settings);
+
 /// Trim and bleed at 300 ppi, each side rounded half away from zero, at least 1 × 1.
 ///
-/// A size that is not finite, that exceeds 64 bits, or whose bitmap does, is a programming error:
-/// it is named on standard error and the process aborts.
+/// A size that is not countable is a programming error: it is named on standard error and the
+/// process aborts.
 PixelSize pixelSize(const PrintSettings& settings);
 
 /// The whole sheet, trim plus bleed on each side, in points.

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <stop_token>
 #include <variant>
 
 namespace Bleedwise {
@@ -21,6 +22,8 @@ struct RenderRequest {
     /// are drawn together.
     std::int64_t firstRow = 0;
     std::int64_t rowCount = 0;
+    /// After a stop request drawing breaks off, and the rows hold anything.
+    std::stop_token stop = {};
 };
 
 enum class RenderFailure {

@@ -227,6 +227,11 @@ private:
         return bitmap;
     }
 
+    /// Poppler asks this between operators.
+    static bool isStopped(void* stopToken) {
+        return static_cast<const std::stop_token*>(stopToken)->stop_requested();
+    }
+
     void interpret(const RenderRequest& request, Page& page, Device& device) {
         const Rectangle& window = request.placement.window;
         const Rectangle& visible = request.placement.visible;
@@ -239,11 +244,12 @@ private:
                                left + window.width, top);
         const PDFRectangle clip(visible.x, visible.y, visible.x + visible.width,
                                 visible.y + visible.height);
+        std::stop_token stop = request.stop;
         constexpr double pointsPerInch = 72;
         const double horizontal = pointsPerInch / pixelWidth;
         const double vertical = pointsPerInch / pixelHeight;
         Gfx interpreter(document_.get(), &device, request.page, page.getResourceDict(), horizontal,
-                        vertical, &box, &clip, 0);
+                        vertical, &box, &clip, 0, isStopped, &stop);
         Object contents = page.getContents();
         if (!contents.isNull())
             interpreter.display(&contents);

@@ -2,6 +2,8 @@
 
 #include "PrintPrep/platform/FileDescriptor.h"
 #include "PrintPrep/platform/FileSystemError.h"
+#include "PrintPrep/platform/OperationStopped.h"
+#include "support/Lifeline.h"
 #include "support/ScopedVariable.h"
 #include "support/TemporaryFolder.h"
 
@@ -9,6 +11,7 @@
 #include <cerrno>
 #include <csignal>
 #include <future>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -25,6 +28,7 @@ namespace {
 
 using ChildProcess::Outcome;
 using std::filesystem::path;
+using Testing::Lifeline;
 using Testing::ScopedVariable;
 using Testing::TemporaryFolder;
 
@@ -334,6 +338,53 @@ TEST(ChildProcess, RunsOnSeveralThreadsAtOnce) {
         EXPECT_EQ(outcome.exitStatus, index);
         EXPECT_EQ(outcome.consoleText, std::to_string(index) + "\n");
     }
+}
+
+/// Runs a shell script that can be stopped; true when it was.
+bool isStopped(const std::string& script, const std::stop_token& stop) {
+    try {
+        ChildProcess::run("/bin/sh", {"-c", script}, {}, stop);
+    } catch (const OperationStopped&) {
+        return true;
+    }
+    return false;
+}
+
+TEST(ChildProcess, KillsTheProgramAndWhatItStartedOnAStopRequest) {
+    const Lifeline lifeline;
+    std::stop_source stop;
+    auto stopped = std::async(std::launch::async,
+                              [&] { return isStopped(lifeline.script(), stop.get_token()); });
+    ASSERT_TRUE(lifeline.awaitStart());
+    stop.request_stop();
+    EXPECT_TRUE(stopped.get());
+    EXPECT_TRUE(lifeline.awaitEnd());
+    EXPECT_FALSE(hasUnreapedChild());
+}
+
+TEST(ChildProcess, StartsNothingAfterAStopRequest) {
+    const TemporaryFolder folder;
+    std::stop_source stop;
+    stop.request_stop();
+    EXPECT_TRUE(isStopped(": > '" + (folder / "started").native() + "'", stop.get_token()));
+    EXPECT_FALSE(std::filesystem::exists(folder / "started"));
+}
+
+TEST(ChildProcess, IgnoresAStopRequestThatComesAfterTheEnd) {
+    std::stop_source stop;
+    EXPECT_FALSE(isStopped("exit 0", stop.get_token()));
+    EXPECT_TRUE(stop.request_stop());
+}
+
+TEST(ChildProcess, LeavesNoDescriptorOpenAfterAProgramThatCouldBeStopped) {
+    const std::vector<int> before = openDescriptors();
+    isStopped("exit 0", std::stop_source().get_token());
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST(ChildProcess, StaysInTheGroupOfTheTerminalUnlessItCanBeStopped) {
+    EXPECT_EQ(shell("ps -o pgid= -p $$ | tr -d ' '").consoleText,
+              std::to_string(::getpgrp()) + "\n");
 }
 
 /// In a process of its own: runs a program that says so on `signOfLife` and then waits for input

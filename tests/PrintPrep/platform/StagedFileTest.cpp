@@ -59,11 +59,20 @@ protected:
 };
 
 std::string durabilityName(const testing::TestParamInfo<Durability>& info) {
-    return info.param == Durability::processFailure ? "ProcessFailure" : "PowerFailure";
+    switch (info.param) {
+    case Durability::processFailure:
+        return "ProcessFailure";
+    case Durability::deferred:
+        return "Deferred";
+    case Durability::powerFailure:
+        return "PowerFailure";
+    }
+    return "";
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, StagedFiles,
-                         testing::Values(Durability::processFailure, Durability::powerFailure),
+                         testing::Values(Durability::processFailure, Durability::deferred,
+                                         Durability::powerFailure),
                          durabilityName);
 
 TEST_P(StagedFiles, TakeAFreeName) {

@@ -37,6 +37,22 @@ TEST(PageGeometryPixelSize, OfNegativeSizesIsOnePixel) {
     EXPECT_EQ(PageGeometry::pixelSize(sized(-5, -5, 0)), (PixelSize{1, 1}));
 }
 
+TEST(PageGeometryIsCountable, HoldsForBitmapsOf64Bits) {
+    EXPECT_TRUE(PageGeometry::isCountable(sized(210, 297, 3)));
+    EXPECT_TRUE(PageGeometry::isCountable(sized(-5, 0, 0)));
+    EXPECT_TRUE(PageGeometry::isCountable(sized(1e8, 1e8, 0)));
+}
+
+TEST(PageGeometryIsCountable, FailsForEveryOtherBitmap) {
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_FALSE(PageGeometry::isCountable(sized(infinity, 297, 3)));
+    EXPECT_FALSE(PageGeometry::isCountable(sized(210, infinity, 3)));
+    EXPECT_FALSE(PageGeometry::isCountable(sized(210, nan, 3)));
+    EXPECT_FALSE(PageGeometry::isCountable(sized(210, 297, 1e300)));
+    EXPECT_FALSE(PageGeometry::isCountable(sized(1e9, 1e9, 0)));
+}
+
 TEST(PageGeometryPixelSizeDeathTest, StopsTheProcessAtSizesThatCannotBeCounted) {
     constexpr double infinity = std::numeric_limits<double>::infinity();
     constexpr double nan = std::numeric_limits<double>::quiet_NaN();

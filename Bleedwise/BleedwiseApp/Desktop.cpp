@@ -1,0 +1,81 @@
+#include "BleedwiseApp/TerminationSignals.h"
+#include "ContentView/ContentView.h"
+#include "ContentView/MainWindow.h"
+#include "PrintPrep/platform/SilencedStreams.h"
+
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+#include <optional>
+
+#include <QApplication>
+#include <QQmlEngine>
+#include <QQuickWindow>
+#include <QString>
+
+namespace Bleedwise {
+namespace {
+
+// Qt aborts, with lines of advice and a core dump, when it finds no display. Here that is a failure
+// like others: one line and status 1.
+
+/// While the display is opened: the libraries below Qt have their say on standard error, too.
+std::optional<SilencedStreams>& silencedStreams() {
+    static std::optional<SilencedStreams> streams;
+    return streams;
+}
+
+QString& lastWarning() {
+    static QString warning;
+    return warning;
+}
+
+[[noreturn]] void failToOpen(const QString& reason) {
+    silencedStreams().reset();
+    std::cerr << "ERROR: The window cannot be opened: "
+              << reason.trimmed().section(u'\n', 0, 0).toStdString() << std::endl;
+    std::_Exit(EXIT_FAILURE); // perhaps in the midst of Qt, whose objects cannot be taken down
+}
+
+void receiveMessage(QtMsgType type, const QMessageLogContext& /*context*/, const QString& message) {
+    if (type == QtWarningMsg || type == QtCriticalMsg)
+        lastWarning() = message;
+    else if (type == QtFatalMsg) // by itself only advice
+        failToOpen(lastWarning().isEmpty() ? message : lastWarning());
+}
+
+std::unique_ptr<QApplication> openDisplay(int& argc, char** argv) {
+    silencedStreams().emplace();
+    const QtMessageHandler previous = qInstallMessageHandler(receiveMessage);
+    auto application = std::make_unique<QApplication>(argc, argv);
+    qInstallMessageHandler(previous);
+    silencedStreams().reset();
+    return application;
+}
+
+int run(int argc, char** argv) {
+    QCoreApplication::setApplicationName(QStringLiteral("Bleedwise"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(BLEEDWISE_VERSION));
+    QApplication::setDesktopFileName(QStringLiteral("app.bleedwise.Bleedwise"));
+    const std::unique_ptr<QApplication> application = openDisplay(argc, argv);
+    const TerminationSignals terminationSignals;
+
+    ContentView viewModel;
+    QQmlEngine engine;
+    const std::unique_ptr<QQuickWindow> window = MainWindow::make(engine, viewModel);
+    if (!window) // Qt has told the details
+        failToOpen(QStringLiteral("a part of Qt Quick is missing"));
+    QObject::connect(
+        window.get(), &QQuickWindow::sceneGraphError,
+        [](QQuickWindow::SceneGraphError, const QString& reason) { failToOpen(reason); });
+    window->show();
+    return QApplication::exec();
+}
+
+} // namespace
+} // namespace Bleedwise
+
+/// What `DesktopModule::load()` looks for.
+extern "C" [[gnu::visibility("default")]] int runBleedwiseDesktop(int argc, char** argv) {
+    return Bleedwise::run(argc, argv);
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "PrintPrep/platform/LocalizedError.h"
+
+#include <string>
+#include <utility>
+
+/// The window's part of the program, a library of its own beside the executable: a conversion from
+/// the command line never loads it, nor the dozens of libraries that it needs, which would take
+/// many times as long as an argument error or a small file.
+namespace Bleedwise::DesktopModule {
+
+/// The window's part is missing or cannot be loaded.
+class LoadError : public LocalizedError {
+public:
+    explicit LoadError(std::string description) : LocalizedError(std::move(description)) {}
+};
+
+/// Shows the window until it is closed; gives the exit status. Takes the arguments of `main`.
+using Run = int(int argc, char** argv);
+
+/// Loads "bleedwise-desktop.so" from the application folder, or else from its neighbour
+/// ../lib/bleedwise. It stays loaded. Throws `LoadError`.
+Run* load();
+
+} // namespace Bleedwise::DesktopModule

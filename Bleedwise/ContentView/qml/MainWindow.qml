@@ -1,0 +1,121 @@
+import QtQuick
+import QtQuick.Window
+import Bleedwise.Window
+
+// The program's window, without the desktop's frame.
+Window {
+    id: root
+
+    // What is shown and done; see the class ContentView.
+    required property var viewModel
+
+    width: 880
+    height: 640
+    minimumWidth: Math.max(720, content.minimumWidth)
+    minimumHeight: 560
+    title: "Bleedwise"
+    color: Theme.windowColor
+    flags: Qt.Window | Qt.FramelessWindowHint | Qt.WindowMinMaxButtonsHint | Qt.WindowCloseButtonHint
+
+    onClosing: close => close.accepted = root.viewModel.requestClose()
+    onVisibleChanged: {
+        if (root.visible)
+            root.viewModel.appeared();
+    }
+
+    function chooseFiles() {
+        if (!root.viewModel.isConverting)
+            chooser.open(root);
+    }
+
+    Shortcut {
+        sequences: [StandardKey.Open]
+        onActivated: root.chooseFiles()
+    }
+
+    Shortcut {
+        sequences: [StandardKey.Quit]
+        onActivated: root.close()
+    }
+
+    Connections {
+        target: root.viewModel
+
+        function onCloseReady() {
+            root.close();
+        }
+    }
+
+    FileChooser {
+        id: chooser
+
+        dark: Theme.dark
+        onChosen: urls => {
+            if (!root.viewModel.isConverting)
+                root.viewModel.addPDFs(urls);
+        }
+    }
+
+    WindowContent {
+        id: content
+
+        objectName: "content"
+        anchors.fill: parent
+        coveredHeight: strip.height
+        viewModel: root.viewModel
+        onChooserRequested: root.chooseFiles()
+    }
+
+    TitleStrip {
+        id: strip
+
+        objectName: "strip"
+        width: parent.width
+        window: root
+        onAboutRequested: about.active = true
+        onQuitRequested: root.close()
+    }
+
+    DropHighlight {
+        objectName: "dropHighlight"
+        anchors.fill: parent
+        anchors.margins: 5
+        shown: root.viewModel.isTargeted
+    }
+
+    // The frame's line, which tells the window from what lies behind it.
+    Rectangle {
+        anchors.fill: parent
+        visible: root.visibility === Window.Windowed
+        color: "transparent"
+        border.width: 1
+        border.color: Theme.quietOutlineColor
+    }
+
+    ResizeEdges {
+        window: root
+    }
+
+    // The dialogs are made when they are first needed.
+    Loader {
+        id: about
+
+        active: false
+        sourceComponent: AboutDialog {
+            visible: true
+            onClosed: about.active = false
+        }
+    }
+
+    Loader {
+        active: root.viewModel.showingStopQuestion
+        sourceComponent: StopDialog {
+            objectName: "stopDialog"
+            visible: true
+            currentJobNumber: root.viewModel.currentJobNumber
+            jobCount: root.viewModel.jobCount
+            onStopConfirmed: root.viewModel.stopBatchAndClose()
+            onClosed: root.viewModel.continueBatch()
+        }
+    }
+}

@@ -1,0 +1,27 @@
+#include "PrintPrep/PDFInspector.h"
+
+#include "PrintPrep/PrintSettings.h"
+#include "PrintPrep/platform/SilencedStreams.h"
+#include "PrintPrep/raster/PopplerRenderer.h"
+
+#include <memory>
+#include <new>
+
+namespace Bleedwise::PDFInspector {
+
+std::optional<PageSizeMM> firstPageSizeMM(const std::filesystem::path& url) {
+    // Once, and not for each call below, which takes as long as reading a small document.
+    const SilencedStreams silenced;
+    try {
+        const std::unique_ptr<PageRenderer> document = PopplerRenderer::open(url);
+        const std::optional<Rectangle> mediaBox = document ? document->mediaBox(1) : std::nullopt;
+        if (!mediaBox)
+            return std::nullopt;
+        return PageSizeMM{mediaBox->width / pointsPerMillimetre,
+                          mediaBox->height / pointsPerMillimetre};
+    } catch (const std::bad_alloc&) { // a damaged document's idea of a length
+        return std::nullopt;
+    }
+}
+
+} // namespace Bleedwise::PDFInspector

@@ -1,0 +1,278 @@
+// Photographs the program's window in each of its states, light and dark:
+//   Screenshots FOLDER
+// The scale is QT_SCALE_FACTOR. The view model is the program's own, too, but for its Ghostscript,
+// which stops at a file for as long as the photograph takes, or fails, as a state needs it.
+
+#include "ContentView/ContentView.h"
+#include "ContentView/MainWindow.h"
+#include "support/FakeGhostscript.h"
+#include "support/Rendering.h"
+#include "support/ScopedVariable.h"
+#include "support/TemporaryFolder.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include <QGuiApplication>
+#include <QImage>
+#include <QQmlComponent>
+#include <QQmlEngine>
+#include <QQuickWindow>
+#include <QString>
+#include <QUrl>
+#include <QVariant>
+#include <sys/stat.h>
+
+namespace Bleedwise::Testing {
+namespace {
+
+constexpr auto usualSize = QSize(820, 620);
+constexpr auto smallestSize = QSize(720, 560);
+constexpr auto longName = "A very long name from a shared library, with campaign, language and "
+                          "revision, approved by everybody 139.7x215.9mm.pdf";
+
+void waitUntil(const std::function<bool()>& done) {
+    while (!done())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 100);
+}
+
+/// The window once nothing in it changes any more.
+QImage settledPicture(QQuickWindow& window) {
+    QImage before;
+    for (;;) {
+        QCoreApplication::processEvents();
+        auto picture = window.grabWindow();
+        if (picture == before)
+            return picture;
+        before = std::move(picture);
+    }
+}
+
+/// Ghostscript as the pictures need it.
+class PosingGhostscript {
+public:
+    PosingGhostscript() : barrier_((folder_ / "barrier").native()) {
+        if (mkfifo(barrier_.c_str(), S_IRUSR | S_IWUSR) != 0)
+            throw std::runtime_error("no named pipe");
+        program_.emplace(
+            "echo 'GPL Ghostscript 10.00.0 (2022-09-21)'\n"
+            "echo 'Copyright (C) 2022 Artifex Software, Inc.  All rights reserved.'\n"
+            "echo 'Processing pages 1 through 1.'\n"
+            "echo 'Page 1'\n"
+            "case \"$*\" in *\"$POSE_WAITS_AT\"*) read -r line < '" +
+            barrier_ +
+            "';; esac\n"
+            "case \"$*\" in *\"$POSE_FAILS_AT\"*) echo 'Error: /undefined in --runpdf--'; "
+            "exit 1;; esac\n");
+    }
+
+    std::filesystem::path url() const { return program_->url(); }
+    /// Lets the file that it waits at go.
+    void goOn() const { std::ofstream(barrier_) << "go on\n"; }
+
+private:
+    TemporaryFolder folder_;
+    std::string barrier_;
+    std::optional<FakeGhostscript> program_;
+};
+
+/// One window with everything around it.
+class Scene {
+public:
+    Scene() : window_(MainWindow::make(engine_, *view_)) {
+        if (!window_)
+            throw std::runtime_error("no window");
+        QQmlComponent theme(&engine_);
+        theme.setData(
+            "import QtQml; import Bleedwise.Window; QtObject { property var object: Theme }",
+            QUrl());
+        theme_.reset(theme.create());
+        set("reducedMotion", true);
+        window_->resize(usualSize);
+        window_->show();
+        waitUntil([&] { return window_->isExposed(); });
+    }
+
+    ContentView& view() { return *view_; }
+    QQuickWindow& window() { return *window_; }
+    void set(const char* themeProperty, const QVariant& value) {
+        theme_->property("object").value<QObject*>()->setProperty(themeProperty, value);
+    }
+
+    void queueSamples() {
+        std::vector<std::filesystem::path> files;
+        for (const auto& sample :
+             std::filesystem::directory_iterator(BLEEDWISE_SOURCE_FOLDER "/samples")) {
+            if (sample.path().extension() != ".pdf")
+                continue;
+            files.push_back(folder_ / sample.path().filename());
+            std::filesystem::copy_file(sample.path(), files.back());
+        }
+        files.push_back(folder_ / longName);
+        std::filesystem::copy_file(folder_ / "menu 198x210mm.pdf", files.back());
+        view().addPDFs(files);
+    }
+
+    void select(int row) { view().selectJob(view().jobs()->at(row).id); }
+
+    /// A whole run, in which the files whose names hold these words stop and fail.
+    void convert(const std::string& failing = "none of them") {
+        ScopedVariable fails("POSE_FAILS_AT", failing);
+        ScopedVariable waits("POSE_WAITS_AT", "none of them");
+        view().setUseGhostscript(true);
+        view().convert();
+        waitUntil([&] { return !view().isConverting(); });
+    }
+
+    /// Has the picture taken in the midst of a run, at the file of this name.
+    void whileConverting(const std::string& name, const std::function<void()>& takePicture) {
+        ScopedVariable fails("POSE_FAILS_AT", "none of them");
+        ScopedVariable waits("POSE_WAITS_AT", name);
+        view().setUseGhostscript(true);
+        view().convert();
+        waitUntil([&] {
+            const auto& jobs = view().jobs()->jobs();
+            return std::any_of(jobs.begin(), jobs.end(), [&](const auto& job) {
+                return job.state == ConversionJob::State::Converting &&
+                       job.fileName().contains(QString::fromStdString(name));
+            });
+        });
+        takePicture();
+        ghostscript_.goOn();
+        waitUntil([&] { return !view().isConverting(); });
+    }
+
+private:
+    TemporaryFolder folder_;
+    TemporaryFolder temporaryDirectory_{folder_.path()};
+    ScopedVariable configuration_{"XDG_CONFIG_HOME", (folder_ / "configuration").native()};
+    ScopedVariable temporary_{"TMPDIR", temporaryDirectory_.path().native()};
+    PosingGhostscript ghostscript_;
+    std::unique_ptr<ContentView> view_ = std::make_unique<ContentView>(
+        SettingsStore("screenshots"),
+        ContentView::Discovery{[this] { return Ghostscript::Installation{ghostscript_.url()}; },
+                               [] { return outputProfileURL(); }});
+    QQmlEngine engine_;
+    std::unique_ptr<QQuickWindow> window_;
+    /// Holds the theme as its property "object".
+    std::unique_ptr<QObject> theme_;
+};
+
+struct State {
+    std::string name;
+    std::function<void(Scene&, const std::function<void()>& takePicture)> pose;
+};
+
+std::vector<State> states() {
+    return {
+        {"empty", [](Scene&, const auto& takePicture) { takePicture(); }},
+        {"targeted",
+         [](Scene& scene, const auto& takePicture) {
+             scene.view().setProperty("isTargeted", true);
+             takePicture();
+         }},
+        {"queued",
+         [](Scene& scene, const auto& takePicture) {
+             scene.queueSamples();
+             scene.select(6);
+             scene.view().setWidthBinding("107");
+             takePicture();
+         }},
+        {"converting",
+         [](Scene& scene, const auto& takePicture) {
+             scene.queueSamples();
+             scene.whileConverting("business card", takePicture);
+         }},
+        {"completed",
+         [](Scene& scene, const auto& takePicture) {
+             scene.queueSamples();
+             scene.convert();
+             takePicture();
+         }},
+        {"failed",
+         [](Scene& scene, const auto& takePicture) {
+             scene.queueSamples();
+             scene.select(2);
+             scene.view().setWidthBinding("8o");
+             scene.convert("flyer");
+             takePicture();
+         }},
+        {"console",
+         [](Scene& scene, const auto& takePicture) {
+             scene.queueSamples();
+             scene.convert();
+             scene.view().setProperty("consoleExpanded", true);
+             takePicture();
+         }},
+        {"details",
+         [](Scene& scene, const auto& takePicture) {
+             scene.queueSamples();
+             scene.view().setProperty("showingDetails", true);
+             takePicture();
+         }},
+        {"stopping",
+         [](Scene& scene, const auto& takePicture) {
+             scene.queueSamples();
+             scene.whileConverting("business card", [&] {
+                 scene.view().requestClose();
+                 takePicture();
+                 scene.view().continueBatch();
+             });
+         }},
+        {"smallest",
+         [](Scene& scene, const auto& takePicture) {
+             scene.window().resize(smallestSize);
+             scene.queueSamples();
+             scene.convert("flyer");
+             scene.view().setProperty("consoleExpanded", true);
+             takePicture();
+         }},
+    };
+}
+
+void photograph(const State& state, const std::filesystem::path& folder) {
+    Scene scene;
+    state.pose(scene, [&] {
+        for (const bool dark : {false, true}) {
+            scene.set("dark", dark);
+            const auto scale = QString::number(scene.window().effectiveDevicePixelRatio() * 100);
+            const auto name = state.name + (dark ? "-dark-" : "-light-") + scale.toStdString();
+            const auto file = folder / (name + ".png");
+            if (!settledPicture(scene.window()).save(QString::fromStdString(file.native())))
+                throw std::runtime_error("cannot write " + file.native());
+            std::cout << file.native() << std::endl;
+        }
+    });
+}
+
+} // namespace
+} // namespace Bleedwise::Testing
+
+int main(int argc, char** argv) {
+    using namespace Bleedwise::Testing;
+    const QGuiApplication application(argc, argv);
+    if (argc != 2) {
+        std::cerr << "usage: Screenshots FOLDER" << std::endl;
+        return EXIT_FAILURE;
+    }
+    try {
+        const std::filesystem::path folder = argv[1];
+        std::filesystem::create_directories(folder);
+        for (const auto& state : states())
+            photograph(state, folder);
+    } catch (const std::exception& error) {
+        std::cerr << "ERROR: " << error.what() << std::endl;
+        return EXIT_FAILURE;
+    }
+    return EXIT_SUCCESS;
+}

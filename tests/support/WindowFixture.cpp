@@ -1,0 +1,26 @@
+#include "support/WindowFixture.h"
+
+#include <chrono>
+
+#include <QTimer>
+
+namespace Bleedwise::Testing {
+
+bool WindowFixture::runUntil(const std::function<bool()>& done) {
+    using namespace std::chrono_literals;
+    QTimer limit; // only ends a failing test
+    limit.setSingleShot(true);
+    limit.start(1min);
+    while (!done()) {
+        if (!limit.isActive())
+            return false;
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    }
+    return true;
+}
+
+void WindowFixture::runOnce() {
+    QCoreApplication::processEvents();
+}
+
+} // namespace Bleedwise::Testing
