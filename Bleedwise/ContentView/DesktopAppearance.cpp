@@ -67,6 +67,8 @@ double usualPointSize() {
 DesktopAppearance::DesktopAppearance(QDBusConnection bus, QObject* parent)
     : QObject(parent), bus_(std::move(bus)) {
     qApp->installEventFilter(this);
+    // By its name alone Qt does not know the type yet, and then connects nothing, without a word.
+    qRegisterMetaType<QDBusVariant>();
     bus_.connect(portalService, portalPath, portalInterface, "SettingChanged", this,
                  SLOT(noteSetting(QString, QString, QDBusVariant)));
     readPortal();
