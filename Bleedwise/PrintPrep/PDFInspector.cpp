@@ -4,8 +4,8 @@
 #include "PrintPrep/platform/SilencedStreams.h"
 #include "PrintPrep/raster/PopplerRenderer.h"
 
+#include <exception>
 #include <memory>
-#include <new>
 
 namespace Bleedwise::PDFInspector {
 
@@ -19,7 +19,7 @@ std::optional<PageSizeMM> firstPageSizeMM(const std::filesystem::path& url) {
             return std::nullopt;
         return PageSizeMM{mediaBox->width / pointsPerMillimetre,
                           mediaBox->height / pointsPerMillimetre};
-    } catch (const std::bad_alloc&) { // a damaged document's idea of a length
+    } catch (const std::exception&) {
         return std::nullopt;
     }
 }

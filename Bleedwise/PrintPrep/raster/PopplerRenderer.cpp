@@ -85,16 +85,11 @@ public:
 
     std::optional<Rectangle> mediaBox(int number) override {
         const PopplerCall call;
-        const Page* page = pageNumber(number);
-        if (!page)
+        try {
+            return mediaBoxOf(number);
+        } catch (const std::exception&) {
             return std::nullopt;
-        const PDFRectangle* box = page->getMediaBox();
-        const Rectangle result = {std::min(box->x1, box->x2), std::min(box->y1, box->y2),
-                                  std::abs(box->x2 - box->x1), std::abs(box->y2 - box->y1)};
-        if (!std::isfinite(result.x + result.width) || !std::isfinite(result.y + result.height) ||
-            !(result.width > 0) || !(result.height > 0))
-            return std::nullopt;
-        return result;
+        }
     }
 
     RenderResult render(const RenderRequest& request, const OutputProfile& profile) override {
@@ -114,6 +109,19 @@ public:
     }
 
 private:
+    std::optional<Rectangle> mediaBoxOf(int number) {
+        const Page* page = pageNumber(number);
+        if (!page)
+            return std::nullopt;
+        const PDFRectangle* box = page->getMediaBox();
+        const Rectangle result = {std::min(box->x1, box->x2), std::min(box->y1, box->y2),
+                                  std::abs(box->x2 - box->x1), std::abs(box->y2 - box->y1)};
+        if (!std::isfinite(result.x + result.width) || !std::isfinite(result.y + result.height) ||
+            !(result.width > 0) || !(result.height > 0))
+            return std::nullopt;
+        return result;
+    }
+
     Page* pageNumber(int number) {
         Page* page = number >= 1 && number <= pageCount_ ? document_->getPage(number) : nullptr;
         return page && page->isOk() ? page : nullptr;
@@ -269,10 +277,14 @@ std::unique_ptr<PageRenderer> PopplerRenderer::open(const std::filesystem::path&
     std::error_code error;
     if (!std::filesystem::is_regular_file(url, error))
         return nullptr;
-    auto document = std::make_unique<PDFDoc>(std::make_unique<GooString>(url.native()));
-    if (!document->isOk() || document->getNumPages() < 1)
+    try {
+        auto document = std::make_unique<PDFDoc>(std::make_unique<GooString>(url.native()));
+        if (!document->isOk() || document->getNumPages() < 1)
+            return nullptr;
+        return std::make_unique<Renderer>(std::move(document));
+    } catch (const std::exception&) { // such as a damaged document's idea of a length
         return nullptr;
-    return std::make_unique<Renderer>(std::move(document));
+    }
 }
 
 } // namespace Bleedwise
