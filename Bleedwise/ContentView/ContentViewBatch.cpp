@@ -212,7 +212,7 @@ void ContentView::stopBatch() {
 
 bool ContentView::requestClose() {
     MainThread::require("ContentView::requestClose");
-    setShowingStopQuestion(isConverting_);
+    setShowingStopQuestion(isConverting_ && !closesAfterBatch_);
     return !isConverting_;
 }
 
