@@ -499,10 +499,6 @@ TEST(PDFBoxPatcher, ReportsANamedPipeWithoutWaiting) {
     EXPECT_TRUE(std::filesystem::is_fifo(folder / "pipe"));
 }
 
-TEST(PDFBoxPatcher, ReportsADevice) {
-    expectFileSystemError("/dev/null", EINVAL);
-}
-
 TEST(PDFBoxPatcher, ReportsALinkToNothing) {
     const TemporaryFolder folder;
     std::filesystem::create_symlink("none.pdf", folder / "link.pdf");
