@@ -43,8 +43,10 @@ double smooth(double x, double y, std::uint32_t seed) {
 double clouds(double x, double y, std::uint32_t seed) {
     double sum = 0;
     double weight = 0.5;
-    for (double size = 700; size > 3; size /= 2.7, weight /= 1.9)
+    for (const double size : {700.0, 260.0, 96.0, 36.0, 13.0, 5.0}) {
         sum += weight * smooth(x / size, y / size, seed++);
+        weight /= 1.9;
+    }
     return sum;
 }
 

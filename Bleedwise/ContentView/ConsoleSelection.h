@@ -1,5 +1,7 @@
 #pragma once
 
+#include <tuple>
+
 #include <QAbstractItemModel>
 #include <QObject>
 #include <QPoint>
@@ -61,7 +63,10 @@ private:
         int line = -1;
         int position = 0;
 
-        friend auto operator<=>(const Place&, const Place&) = default;
+        friend bool operator==(const Place&, const Place&) = default;
+        friend bool operator<(const Place& one, const Place& other) {
+            return std::tie(one.line, one.position) < std::tie(other.line, other.position);
+        }
     };
 
     int lineCount() const { return lines_ ? lines_->rowCount() : 0; }

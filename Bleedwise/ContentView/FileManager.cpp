@@ -23,7 +23,7 @@ void openFolder(const std::filesystem::path& file) {
 
 } // namespace
 
-void reveal(const std::filesystem::path& file, QDBusConnection bus) {
+void reveal(const std::filesystem::path& file, const QDBusConnection& bus) {
     if (!bus.isConnected()) {
         openFolder(file);
         return;

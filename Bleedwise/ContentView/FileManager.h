@@ -12,6 +12,7 @@ namespace Bleedwise::FileManager {
 ///
 /// Returns at once; the file manager may appear later. `file` is absolute. Main thread, with a
 /// running event loop. Nothing happens where a desktop has no file manager at all.
-void reveal(const std::filesystem::path& file, QDBusConnection bus = QDBusConnection::sessionBus());
+void reveal(const std::filesystem::path& file,
+            const QDBusConnection& bus = QDBusConnection::sessionBus());
 
 } // namespace Bleedwise::FileManager

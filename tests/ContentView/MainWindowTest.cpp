@@ -31,15 +31,22 @@ void keepWarning(QtMsgType type, const QMessageLogContext&, const QString& text)
         warnings().append(text);
 }
 
+/// Keeps the warnings that Qt prints, as long as it lives.
+class KeptWarnings {
+public:
+    KeptWarnings() : previous_(qInstallMessageHandler(keepWarning)) { warnings().clear(); }
+    KeptWarnings(const KeptWarnings&) = delete;
+    KeptWarnings& operator=(const KeptWarnings&) = delete;
+    ~KeptWarnings() { qInstallMessageHandler(previous_); }
+
+private:
+    QtMessageHandler previous_;
+};
+
 /// The window with a view model of the program's own kind.
 class MainWindowTest : public Testing::WindowFixture {
 protected:
-    MainWindowTest() {
-        warnings().clear();
-        previousHandler_ = qInstallMessageHandler(keepWarning);
-        window = MainWindow::make(engine, view);
-    }
-    ~MainWindowTest() override { qInstallMessageHandler(previousHandler_); }
+    MainWindowTest() : window(MainWindow::make(engine, view)) {}
 
     void show() {
         window->show();
@@ -48,15 +55,13 @@ protected:
 
     QQuickItem* item(const char* name) { return window->findChild<QQuickItem*>(name); }
 
+    KeptWarnings keptWarnings;
     TemporaryFolder folder;
     ScopedVariable configuration{"XDG_CONFIG_HOME", folder.path().native()};
     ContentView view{SettingsStore("test"),
                      {[] { return std::nullopt; }, [] { return std::nullopt; }}};
     QQmlEngine engine;
     std::unique_ptr<QQuickWindow> window;
-
-private:
-    QtMessageHandler previousHandler_ = nullptr;
 };
 
 TEST_F(MainWindowTest, IsMadeHidden) {

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -68,8 +69,8 @@ TEST(OutputProfile, IsNotMadeWithoutTablesThatSeparate) {
 TEST(OutputProfile, KnowsItsCopies) {
     const auto profile = OutputProfile::fromBytes(shippedBytes());
     ASSERT_TRUE(profile);
-    const OutputProfile copy = *profile;
-    EXPECT_TRUE(copy.isCopyOf(*profile));
+    const std::vector<OutputProfile> copies = {*profile};
+    EXPECT_TRUE(copies[0].isCopyOf(*profile));
 }
 
 TEST(OutputProfile, TellsAnotherObjectOfTheSameBytesFromACopy) {

@@ -478,8 +478,8 @@ private:
             const PDFRectangle sides(box[0], box[1], box[0] + xStep, box[1] + yStep);
             Gfx interpreter(&document_, &device, 0, nullptr, pointsPerInch * samples.across / xStep,
                             pointsPerInch * samples.down / yStep, &sides, nullptr, 0);
-            for (double row = 1 - rows; row <= 0; ++row) {
-                for (double column = 1 - columns; column <= 0; ++column) {
+            for (int row = 1 - static_cast<int>(rows); row <= 0; ++row) {
+                for (int column = 1 - static_cast<int>(columns); column <= 0; ++column) {
                     const std::array place = {1., 0., 0., 1., column * xStep, row * yStep};
                     interpreter.drawForm(pattern.getContentStream(), pattern.getResDict(),
                                          place.data(), box);
