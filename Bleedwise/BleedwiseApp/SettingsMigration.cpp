@@ -38,9 +38,7 @@ void runIfNeeded() {
     SettingsFile settings(SettingsFile::standardDomain);
     if (isDone(settings))
         return;
-    if (const SettingsFile::Values values = legacyValues(); !values.empty())
-        settings.add(values);
-    settings.set({{std::string(doneKey), SettingsValue::ofBoolean(true)}});
+    settings.set({{std::string(doneKey), SettingsValue::ofBoolean(true)}}, legacyValues());
 }
 
 } // namespace Bleedwise::SettingsMigration

@@ -26,7 +26,7 @@ namespace {
 using std::filesystem::path;
 
 /// What is larger is no settings file. Every change copies the file.
-constexpr off_t largestFile = 1 << 20;
+constexpr std::size_t largestFile = 1U << 20U;
 
 /// How long to wait for another instance's change, which takes a moment unless that instance hangs.
 constexpr auto longestWait = std::chrono::milliseconds(500);
@@ -62,7 +62,7 @@ FileDescriptor open(const path& url, int flags) {
 std::optional<std::string> contents(const FileDescriptor& file) {
     struct stat status = {};
     if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
-        status.st_size > largestFile)
+        static_cast<std::size_t>(status.st_size) > largestFile)
         return std::nullopt;
     std::string bytes;
     std::array<char, 4096> block{};
@@ -203,21 +203,17 @@ std::optional<std::string> SettingsFile::value(std::string_view key) const {
     return found != values_.end() ? std::optional(found->second) : std::nullopt;
 }
 
-void SettingsFile::set(const Values& values) {
+void SettingsFile::set(const Values& values, const Values& missing) {
     for (const auto& [key, value] : values) {
         values_.insert_or_assign(key, value);
         unsaved_.insert_or_assign(key, value);
     }
-    if (store(unsaved_, Existing::replace))
+    values_.insert(missing.begin(), missing.end());
+    if (store(unsaved_, missing))
         unsaved_.clear();
 }
 
-void SettingsFile::add(const Values& values) {
-    values_.insert(values.begin(), values.end());
-    store(values, Existing::keep);
-}
-
-bool SettingsFile::store(const Values& values, Existing existing) const {
+bool SettingsFile::store(const Values& values, const Values& missing) const {
     if (url_.empty())
         return false;
     try {
@@ -226,10 +222,14 @@ bool SettingsFile::store(const Values& values, Existing existing) const {
         if (!text)
             return false;
         const Values present = valuesOf(*text);
-        for (const auto& [key, value] : values) {
-            if (existing == Existing::replace || !present.contains(key))
+        for (const auto& [key, value] : missing) {
+            if (!present.contains(key))
                 text = withValue(std::move(*text), key, value);
         }
+        for (const auto& [key, value] : values)
+            text = withValue(std::move(*text), key, value);
+        if (text->size() > largestFile) // it would never be read again
+            return false;
         replace(url_, file, *text);
         return true;
     } catch (const std::exception&) { // a full disk, a folder that may not be written

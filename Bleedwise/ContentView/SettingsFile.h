@@ -34,15 +34,12 @@ public:
     /// As it is written in the file.
     std::optional<std::string> value(std::string_view key) const;
 
-    /// Sets each of these, in place of what is there.
-    void set(const Values& values);
-    /// Sets those of these that are neither here nor in the file.
-    void add(const Values& values);
+    /// Sets each of `values`, in place of what is there, and those of `missing` that are neither
+    /// here nor in the file. It is all or nothing.
+    void set(const Values& values, const Values& missing = {});
 
 private:
-    enum class Existing { replace, keep };
-
-    bool store(const Values& values, Existing existing) const;
+    bool store(const Values& values, const Values& missing) const;
 
     /// Empty when the user has no folder for settings.
     std::filesystem::path url_;

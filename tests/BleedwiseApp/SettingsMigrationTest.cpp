@@ -1,5 +1,6 @@
 #include "BleedwiseApp/SettingsMigration.h"
 
+#include "support/ResourceLimit.h"
 #include "support/ScopedVariable.h"
 #include "support/TemporaryFolder.h"
 
@@ -121,6 +122,19 @@ TEST_F(SettingsMigrationTest, TakesAFolderInTheOldSettingsPlaceForNone) {
     std::filesystem::create_directory(folder / legacyName);
     SettingsMigration::runIfNeeded();
     EXPECT_EQ(standard(), "[General]\ndidMigrateReleaseBundleSettings=true\n");
+}
+
+TEST_F(SettingsMigrationTest, IsMadeUpForWhenTheValuesCouldNotBeStored) {
+    writeStandard("[General]\n");
+    writeLegacy("[General]\nbleedMM=\"" + std::string(100, '5') + "\"\n");
+    {
+        // Room for the note that it is done, but not for the value.
+        const Testing::FileSizeLimit limit(80);
+        SettingsMigration::runIfNeeded();
+    }
+    EXPECT_EQ(standard(), "[General]\n");
+    SettingsMigration::runIfNeeded();
+    EXPECT_NE(standard().find(std::string(100, '5')), std::string::npos);
 }
 
 TEST_F(SettingsMigrationTest, DoesNothingWhenTheSettingsCannotBeWritten) {

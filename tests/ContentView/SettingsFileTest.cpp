@@ -192,14 +192,14 @@ TEST_F(SettingsFileTest, WritesSeveralValuesAtOnce) {
 
 TEST_F(SettingsFileTest, AddsOnlyWhatIsMissing) {
     write("[General]\nwidth=210\n");
-    settings().add({{"height", "2"}, {"width", "1"}});
+    settings().set({}, {{"height", "2"}, {"width", "1"}});
     EXPECT_EQ(contents(conf()), "[General]\nwidth=210\nheight=2\n");
 }
 
 TEST_F(SettingsFileTest, DoesNotAddWhatAnotherInstanceHasMeanwhileSet) {
     SettingsFile file = settings();
     settings().set({{"width", "210"}});
-    file.add({{"width", "1"}});
+    file.set({}, {{"width", "1"}});
     EXPECT_EQ(value("width"), "210");
 }
 
@@ -320,6 +320,12 @@ TEST_F(SettingsFileTest, LeavesAHugeFileAlone) {
     std::filesystem::resize_file(conf(), 1ULL << 40U);
     expectValuesInMemoryOnly();
     EXPECT_EQ(std::filesystem::file_size(conf()), 1ULL << 40U);
+}
+
+TEST_F(SettingsFileTest, DoesNotGrowBeyondWhatItReads) {
+    write("[General]\nwidth=1\n");
+    settings().set({{"note", std::string(1 << 20, 'a')}});
+    EXPECT_EQ(contents(conf()), "[General]\nwidth=1\n");
 }
 
 TEST_F(SettingsFileTest, LeavesAnUnreadableFileAlone) {
