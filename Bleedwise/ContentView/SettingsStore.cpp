@@ -13,10 +13,6 @@ SettingsStore SettingsStore::standard() {
     return SettingsStore(QString::fromStdString(std::string(SettingsFile::standardDomain)));
 }
 
-bool SettingsStore::contains(const QString& key) const {
-    return file_.value(key.toStdString()).has_value();
-}
-
 QString SettingsStore::text(const QString& key, const QString& defaultText) const {
     const std::optional<std::string> value = file_.value(key.toStdString());
     const std::optional<std::string> text = value ? SettingsValue::text(*value) : std::nullopt;

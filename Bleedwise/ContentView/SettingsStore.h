@@ -15,7 +15,6 @@ public:
     /// The domain of this program.
     static SettingsStore standard();
 
-    bool contains(const QString& key) const;
     /// The default when there is no value or none of this type.
     QString text(const QString& key, const QString& defaultText) const;
     bool boolean(const QString& key, bool defaultValue) const;

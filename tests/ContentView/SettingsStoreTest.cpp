@@ -35,12 +35,6 @@ TEST_F(SettingsStoreTest, IsNamedAfterTheProgram) {
     EXPECT_EQ(Testing::contents(folder / "app.bleedwise.Bleedwise.conf"), "[General]\nbleedMM=5\n");
 }
 
-TEST_F(SettingsStoreTest, KnowsWhetherThereIsAValue) {
-    write("[General]\nbleedMM=\n");
-    EXPECT_TRUE(store().contains("bleedMM"));
-    EXPECT_FALSE(store().contains("trimWidthMM"));
-}
-
 TEST_F(SettingsStoreTest, ReadsAHandWrittenComma) {
     write("[General]\nbleedMM=3,0\n");
     EXPECT_EQ(store().text("bleedMM", "3"), "3,0");
