@@ -7,8 +7,9 @@
 namespace Bleedwise {
 
 /// Ends the event loop with status 0, without questions, when the process is asked to end: by
-/// SIGTERM, by SIGINT (Control-C) or by SIGHUP (its terminal is closed). A second such signal ends
-/// the process at once. A signal that was ignored when the process began, as by nohup, stays so.
+/// SIGTERM, by SIGINT (Control-C) or by SIGHUP (its terminal is closed). The same signal
+/// once more ends the process at once; another one does not, for sessions end with two of them. A
+/// signal that was ignored when the process began, as by nohup, stays so.
 ///
 /// One object, on the main thread, while the application object lives.
 class TerminationSignals {
