@@ -42,7 +42,7 @@ void ConversionJob::setCurrent(Field field, const QString& text) {
 
 bool ConversionJob::isEdited(Field field) const {
     const auto [current, original] = members(field);
-    return !DimensionText::match(this->*original, this->*current);
+    return !DimensionText::dimensionValuesMatch(this->*original, this->*current);
 }
 
 QString jobSummary(const ConversionJob& job) {

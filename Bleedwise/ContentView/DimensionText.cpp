@@ -29,7 +29,7 @@ std::optional<QString> fromNumber(double millimetres) {
     return QString::fromStdString(Format::mm(millimetres));
 }
 
-bool match(const QString& first, const QString& second) {
+bool dimensionValuesMatch(const QString& first, const QString& second) {
     const std::optional<double> firstNumber = number(first);
     const std::optional<double> secondNumber = number(second);
     if (firstNumber && secondNumber)

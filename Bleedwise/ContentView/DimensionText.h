@@ -19,6 +19,6 @@ std::optional<QString> fromNumber(double millimetres);
 
 /// Whether two texts say the same size, to a ten-thousandth of a millimetre. Texts that are not
 /// both numbers match when they are the same but for white space around them.
-bool match(const QString& first, const QString& second);
+bool dimensionValuesMatch(const QString& first, const QString& second);
 
 } // namespace Bleedwise::DimensionText

@@ -48,35 +48,37 @@ TEST(DimensionTextFromNumber, GivesTheLargestSizeThatAFileNameCanSay) {
 
 TEST(DimensionTextMatch, HoldsForTheSameSize) {
     const std::pair<const char*, const char*> cases[] = {
-        {"3", "3"},     {"3", "3.00"},    {"3", "3,0"}, {"3", " 3 "},
-        {"3,5", "3.5"}, {"3", "3.00001"}, {"", ""},     {"0", "-0"}};
+        {"3", "3"},       {"3", "3.00"},      {"3", "3,0"}, {"3", " 3 "}, {"3,5", "3.5"},
+        {"3", "3.00001"}, {" 3 ", "3.00001"}, {"", ""},     {"0", "-0"}};
     for (const auto& [first, second] : cases) {
-        EXPECT_TRUE(DimensionText::match(first, second)) << first << " and " << second;
-        EXPECT_TRUE(DimensionText::match(second, first)) << second << " and " << first;
+        EXPECT_TRUE(DimensionText::dimensionValuesMatch(first, second))
+            << first << " and " << second;
+        EXPECT_TRUE(DimensionText::dimensionValuesMatch(second, first))
+            << second << " and " << first;
     }
 }
 
 TEST(DimensionTextMatch, FailsForDifferentSizes) {
-    EXPECT_FALSE(DimensionText::match("3", "3.001"));
-    EXPECT_FALSE(DimensionText::match("3", "-3"));
-    EXPECT_FALSE(DimensionText::match("3", "30"));
+    EXPECT_FALSE(DimensionText::dimensionValuesMatch("3", "3.001"));
+    EXPECT_FALSE(DimensionText::dimensionValuesMatch("3", "-3"));
+    EXPECT_FALSE(DimensionText::dimensionValuesMatch("3", "30"));
 }
 
 TEST(DimensionTextMatch, HoldsForTheSameTextThatIsNoNumber) {
-    EXPECT_TRUE(DimensionText::match("abc", "abc"));
-    EXPECT_TRUE(DimensionText::match("abc", " abc\n"));
-    EXPECT_TRUE(DimensionText::match("inf", "inf"));
-    EXPECT_TRUE(DimensionText::match("nan", "nan"));
+    EXPECT_TRUE(DimensionText::dimensionValuesMatch("abc", "abc"));
+    EXPECT_TRUE(DimensionText::dimensionValuesMatch("abc", " abc\n"));
+    EXPECT_TRUE(DimensionText::dimensionValuesMatch("inf", "inf"));
+    EXPECT_TRUE(DimensionText::dimensionValuesMatch("nan", "nan"));
 }
 
 TEST(DimensionTextMatch, FailsForDifferentTextsThatAreNoNumbers) {
-    EXPECT_FALSE(DimensionText::match("abc", "ABC"));
-    EXPECT_FALSE(DimensionText::match("a,b", "a.b"));
+    EXPECT_FALSE(DimensionText::dimensionValuesMatch("abc", "ABC"));
+    EXPECT_FALSE(DimensionText::dimensionValuesMatch("a,b", "a.b"));
 }
 
 TEST(DimensionTextMatch, FailsForANumberAndAnotherText) {
-    EXPECT_FALSE(DimensionText::match("3", "3 mm"));
-    EXPECT_FALSE(DimensionText::match("", "0"));
+    EXPECT_FALSE(DimensionText::dimensionValuesMatch("3", "3 mm"));
+    EXPECT_FALSE(DimensionText::dimensionValuesMatch("", "0"));
 }
 
 } // namespace
