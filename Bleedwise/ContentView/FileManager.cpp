@@ -1,6 +1,7 @@
 #include "ContentView/FileManager.h"
 
-#include <QByteArray>
+#include "ContentView/FileURL.h"
+
 #include <QDBusMessage>
 #include <QDBusPendingCall>
 #include <QDBusPendingCallWatcher>
@@ -12,13 +13,8 @@
 namespace Bleedwise::FileManager {
 namespace {
 
-/// The file URL of a path, byte for byte: a file name need not be text in any encoding.
-QByteArray fileURL(const std::filesystem::path& path) {
-    return "file://" + QByteArray::fromStdString(path.native()).toPercentEncoding("/");
-}
-
 void openFolder(const std::filesystem::path& file) {
-    QDesktopServices::openUrl(QUrl::fromEncoded(fileURL(file.parent_path())));
+    QDesktopServices::openUrl(FileURL::url(file.parent_path()));
 }
 
 } // namespace
@@ -31,7 +27,7 @@ void reveal(const std::filesystem::path& file, const QDBusConnection& bus) {
     auto request = QDBusMessage::createMethodCall("org.freedesktop.FileManager1",
                                                   "/org/freedesktop/FileManager1",
                                                   "org.freedesktop.FileManager1", "ShowItems");
-    request << QStringList{QString::fromLatin1(fileURL(file))} << QString();
+    request << QStringList{QString::fromLatin1(FileURL::url(file).toEncoded())} << QString();
     auto* reply = new QDBusPendingCallWatcher(bus.asyncCall(request));
     QObject::connect(reply, &QDBusPendingCallWatcher::finished, reply, [reply, file] {
         if (reply->isError())
