@@ -1,5 +1,7 @@
 #include "ContentView/BackgroundTask.h"
 
+#include "PrintPrep/platform/FatalError.h"
+
 #include <QCoreApplication>
 #include <QEvent>
 
@@ -15,6 +17,8 @@ void BackgroundThread::abandon() {
 }
 
 void BackgroundThread::start(std::function<void()> work, std::coroutine_handle<> waiting) {
+    if (thread_.joinable())
+        fatalError("BackgroundThread was given work while it was busy");
     thread_ = std::thread([this, work = std::move(work)] {
         work();
         QCoreApplication::postEvent(this, new QEvent(QEvent::User));

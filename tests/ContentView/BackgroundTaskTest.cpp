@@ -83,6 +83,23 @@ TEST_F(BackgroundTaskTest, RunsOnePieceOfWorkAfterTheOther) {
     }
 }
 
+using BackgroundTaskDeathTest = BackgroundTaskTest;
+
+TEST_F(BackgroundTaskDeathTest, EndsTheProcessOnASecondPieceOfWorkAtATime) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    std::binary_semaphore gate(0);
+    const auto work = [&] {
+        gate.acquire();
+        return "result";
+    };
+    EXPECT_DEATH(
+        {
+            await(work);
+            await(work);
+        },
+        "BackgroundThread was given work while it was busy");
+}
+
 TEST_F(BackgroundTaskTest, WaitsForTheWorkAndEndsTheCoroutineWhenItIsDestroyed) {
     std::binary_semaphore gate(0);
     bool ended = false;
