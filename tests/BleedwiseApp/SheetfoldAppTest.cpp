@@ -68,7 +68,12 @@ protected:
 
 TEST_F(Conversion, MigratesTheSettingsFirst) {
     folder.file("local.kestrel.Bleedwise.conf", "[General]\nbleedMM=5\n");
-    convert({"--convert", input.native(), "--width", "20", "--height", "20", "--no-ghostscript"});
+    const path output = folder / "out.pdf";
+    EXPECT_EQ(convert({"--convert", input.native(), "--width", "20", "--height", "20",
+                       "--no-ghostscript", "--output", output.native()})
+                  .status,
+              0);
+    EXPECT_TRUE(std::filesystem::exists(output));
     EXPECT_EQ(settings(), "[General]\nbleedMM=5\ndidMigrateReleaseBundleSettings=true\n");
 }
 
