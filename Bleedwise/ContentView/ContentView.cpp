@@ -146,6 +146,16 @@ void ContentView::setSelectedJobID(QUuid id) {
     jobs_.setSelectedJobID(id);
 }
 
+std::optional<int> ContentView::selectedJobIndex() const {
+    MainThread::require("ContentView::selectedJobIndex");
+    return jobs_.selectedJobIndex();
+}
+
+bool ContentView::shouldShowDivider(int afterRow) const {
+    MainThread::require("ContentView::shouldShowDivider");
+    return jobs_.shouldShowDivider(afterRow);
+}
+
 ConversionJob ContentView::makeJob(const std::filesystem::path& inputURL) const {
     MainThread::require("ContentView::makeJob");
     const Sizes defaults = {defaultWidthMM(), defaultHeightMM(), defaultBleedMM()};
@@ -243,10 +253,12 @@ void ContentView::selectJob(QUuid id) {
 }
 
 void ContentView::selectPreviousJob() {
+    MainThread::require("ContentView::selectPreviousJob");
     selectJobInRow(jobs_.selectedRow() - 1);
 }
 
 void ContentView::selectNextJob() {
+    MainThread::require("ContentView::selectNextJob");
     selectJobInRow(jobs_.selectedRow() + 1);
 }
 
@@ -282,6 +294,7 @@ void ContentView::revealOutput(QUuid id) {
 }
 
 bool ContentView::sourceIncludesBleed() const {
+    MainThread::require("ContentView::sourceIncludesBleed");
     return settings_.boolean(sourceIncludesBleedKey, true);
 }
 
@@ -294,6 +307,7 @@ void ContentView::setSourceIncludesBleed(bool includes) {
 }
 
 bool ContentView::useGhostscript() const {
+    MainThread::require("ContentView::useGhostscript");
     return settings_.boolean(useGhostscriptKey, false);
 }
 
@@ -306,19 +320,23 @@ void ContentView::setUseGhostscript(bool use) {
 }
 
 ConversionMode::Value ContentView::conversionModeBinding() const {
+    MainThread::require("ContentView::conversionModeBinding");
     return useGhostscript() ? ConversionMode::Value::Native : ConversionMode::Value::Raster;
 }
 
 void ContentView::setConversionModeBinding(ConversionMode::Value mode) {
+    MainThread::require("ContentView::setConversionModeBinding");
     setUseGhostscript(mode == ConversionMode::Value::Native);
 }
 
 QString ContentView::defaultText(Field field) const {
+    MainThread::require("ContentView::defaultText");
     const auto [key, text] = setting(field);
     return settings_.text(key, text);
 }
 
 QString ContentView::binding(Field field) const {
+    MainThread::require("ContentView::binding");
     const std::optional<int> row = selectedJobIndex();
     return row ? jobs_.at(*row).current(field) : defaultText(field);
 }
@@ -352,6 +370,7 @@ void ContentView::announceBindings() {
 }
 
 void ContentView::setFocusedField(std::optional<Field> field) {
+    MainThread::require("ContentView::setFocusedField");
     if (field == focusedField_)
         return;
     focusedField_ = field;

@@ -103,8 +103,8 @@ public:
     /// Null when nothing is selected.
     QUuid selectedJobID() const { return jobs_.selectedJobID(); }
     void setSelectedJobID(QUuid id);
-    std::optional<int> selectedJobIndex() const { return jobs_.selectedJobIndex(); }
-    bool shouldShowDivider(int afterRow) const { return jobs_.shouldShowDivider(afterRow); }
+    std::optional<int> selectedJobIndex() const;
+    bool shouldShowDivider(int afterRow) const;
 
     /// A job for a file, with the size that its name says, or else its first page, or else the
     /// defaults.
@@ -196,8 +196,9 @@ public:
     convertOne(std::filesystem::path inputURL, std::filesystem::path profileURL,
                std::optional<Ghostscript::Installation> ghostscript, PrintSettings settings);
 
-    /// Ends a running batch: the job that is being converted becomes pending again, and its
-    /// unfinished work is removed. Returns at once; `isConverting` tells when it is over.
+    /// Ends a running batch: the job that is being converted becomes pending again, however its
+    /// conversion breaks off, and its unfinished work is removed. Returns at once; `isConverting`
+    /// tells when it is over.
     Q_INVOKABLE void stopBatch();
 
     /// The window is about to close. True when it may. While a batch runs it may not, and
@@ -256,6 +257,7 @@ private:
     void startBatch();
     void endBatch();
     void completeJob(QUuid id, const std::filesystem::path& outputURL);
+    void stopJob(QUuid id);
     void failJob(QUuid id, const QString& message);
     QCoro::Task<> convertJob(int row, std::filesystem::path profileURL,
                              std::optional<Ghostscript::Installation> ghostscript);

@@ -94,9 +94,10 @@ void ContentView::endBatch() {
     findGhostscript();
     setShowingStopQuestion(false);
     takeDropsLater();
+    const bool convertsAgain = std::exchange(convertsAgain_, false);
     if (std::exchange(closesAfterBatch_, false))
         emit closeReady();
-    if (std::exchange(convertsAgain_, false))
+    else if (convertsAgain)
         convertAll();
 }
 
@@ -121,11 +122,12 @@ QCoro::Task<> ContentView::convertJob(int row, std::filesystem::path profileURL,
         logLines_.append(QStringLiteral("Done: ") + FileURL::displayText(outputURL.native()));
     } catch (const BackgroundThread::Abandoned&) {
         // Nobody is left to be told.
-    } catch (const OperationStopped&) {
-        if (const std::optional<int> stopped = jobs_.rowOf(job.id))
-            jobs_.setState(*stopped, State::Pending);
-        logLines_.append(QStringLiteral("Stopped."));
     } catch (const std::exception& failure) {
+        // A conversion that is broken off may fail in any way: at a file that is half written, say.
+        if (stop_.stop_requested()) {
+            stopJob(job.id);
+            co_return;
+        }
         const QString description = FileURL::displayText(failure.what());
         failJob(job.id, description);
         logLines_.append(QStringLiteral("ERROR: ") + description);
@@ -138,6 +140,12 @@ void ContentView::completeJob(QUuid id, const std::filesystem::path& outputURL) 
         return;
     jobs_.setState(*row, State::Completed);
     jobs_.setOutputURL(*row, outputURL);
+}
+
+void ContentView::stopJob(QUuid id) {
+    if (const std::optional<int> row = jobs_.rowOf(id))
+        jobs_.setState(*row, State::Pending);
+    logLines_.append(QStringLiteral("Stopped."));
 }
 
 void ContentView::failJob(QUuid id, const QString& message) {
@@ -200,6 +208,7 @@ ContentView::convertOne(std::filesystem::path inputURL, std::filesystem::path pr
 }
 
 void ContentView::convert() {
+    MainThread::require("ContentView::convert");
     if (canConvert())
         convertAll();
 }
@@ -217,10 +226,12 @@ bool ContentView::requestClose() {
 }
 
 void ContentView::continueBatch() {
+    MainThread::require("ContentView::continueBatch");
     setShowingStopQuestion(false);
 }
 
 void ContentView::stopBatchAndClose() {
+    MainThread::require("ContentView::stopBatchAndClose");
     setShowingStopQuestion(false);
     if (!isConverting_) {
         emit closeReady();

@@ -118,9 +118,10 @@ TEST_F(ContentViewBatch, StartsAndEndsAtOnceWithoutJobs) {
     EXPECT_EQ(view->statusMessage(), std::nullopt);
 }
 
-TEST_F(ContentViewBatch, ConvertsToBitmaps) {
+TEST_F(ContentViewBatch, ConvertsToBitmapsWithoutGhostscript) {
     queue({pdf("a.pdf")});
     run();
+    EXPECT_EQ(view->ghostscriptPath(), std::nullopt);
     EXPECT_EQ(job(0).state, State::Completed);
     EXPECT_EQ(job(0).outputURL, rasterOutput("a"));
     EXPECT_EQ(errorOf(0), "none");
@@ -782,6 +783,17 @@ TEST_F(ContentViewStop, LetsTheWindowCloseWhenTheQuestionIsAnsweredYes) {
     expectOnlyTheFirstOutput();
 }
 
+TEST_F(ContentViewStop, StartsNothingBehindAClosingWindow) {
+    bool ready = false;
+    QObject::connect(view.get(), &ContentView::closeReady, [&] { ready = true; });
+    view->stopBatchAndClose();
+    view->convertAll();
+    ASSERT_TRUE(loop.runUntil([&] { return ready; }));
+    loop.runOnce();
+    EXPECT_FALSE(view->isConverting());
+    EXPECT_EQ(job(0).state, State::Completed);
+}
+
 TEST_F(ContentViewBatch, TakesTheQuestionBackWhenItEnds) {
     queue({pdf("a.pdf")});
     bool closed = false;
@@ -811,6 +823,18 @@ TEST_F(ContentViewBatch, StopsWhileItDrawsPages) {
     EXPECT_FALSE(exists(rasterOutput("a")));
     EXPECT_EQ(workFileCount(), 0);
     EXPECT_EQ(log(), (Lines{"[1/2] a.pdf", "Stopped."}));
+}
+
+TEST_F(ContentViewBatch, TakesNoFailureForOneWhileItIsStopped) {
+    queue({folder.file("a.pdf", "no PDF")});
+    QObject::connect(view->logLines(), &LogLinesModel::countChanged, view.get(), [this] {
+        if (view->logLines()->count() == 1)
+            view->stopBatch();
+    });
+    run();
+    EXPECT_EQ(job(0).state, State::Pending);
+    EXPECT_EQ(errorOf(0), "none");
+    EXPECT_EQ(log(), (Lines{"[1/1] a.pdf", "Stopped."}));
 }
 
 TEST_F(ContentViewBatch, StopsByDestructionWhileItDrawsPages) {

@@ -294,9 +294,12 @@ TEST_F(ContentViewHandleDrop, KeepsNamesThatAreNotUTF8) {
 }
 
 TEST_F(ContentViewHandleDrop, ForgetsFilesThatWereNotTakenWhenTheViewIsDestroyed) {
+    int additions = 0;
+    QObject::connect(view.get(), &ContentView::jobCountChanged, [&] { ++additions; });
     view->handleDrop({QUrl("file:///a.pdf"), QUrl("file:///b.pdf")});
     view.reset();
     loop.runOnce();
+    EXPECT_EQ(additions, 0);
 }
 
 // MARK: Selecting and removing
@@ -758,6 +761,23 @@ protected:
 
 TEST_F(ContentViewThreadDeathTest, EndsTheProcessOnACallFromAnotherThread) {
     const std::pair<const char*, std::function<void()>> calls[] = {
+        {"selectedJobIndex", [this] { view->selectedJobIndex(); }},
+        {"shouldShowDivider", [this] { view->shouldShowDivider(0); }},
+        {"selectPreviousJob", [this] { view->selectPreviousJob(); }},
+        {"selectNextJob", [this] { view->selectNextJob(); }},
+        {"removeSelectedJob", [this] { view->removeSelectedJob(); }},
+        {"defaultText", [this] { view->defaultWidthMM(); }},
+        {"binding", [this] { view->heightBinding(); }},
+        {"sourceIncludesBleed", [this] { view->sourceIncludesBleed(); }},
+        {"useGhostscript", [this] { view->useGhostscript(); }},
+        {"conversionModeBinding", [this] { view->conversionModeBinding(); }},
+        {"setConversionModeBinding",
+         [this] { view->setConversionModeBinding(ConversionMode::Value::Native); }},
+        {"setFocusedField", [this] { view->setFocusedField(std::nullopt); }},
+        {"revealOutput", [this] { view->revealOutput(QUuid()); }},
+        {"convert", [this] { view->convert(); }},
+        {"continueBatch", [this] { view->continueBatch(); }},
+        {"stopBatchAndClose", [this] { view->stopBatchAndClose(); }},
         {"makeJob", [this] { view->makeJob("/a.pdf"); }},
         {"addPDFs", [this] { view->addPDFs(std::vector<path>{"/a.pdf"}); }},
         {"handleDrop", [this] { view->handleDrop({}); }},
