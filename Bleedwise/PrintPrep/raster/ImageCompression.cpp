@@ -21,28 +21,20 @@
 namespace Bleedwise::ImageCompression {
 namespace {
 
-/// ISA-L's igzip: photographs at 15 to 25 times the speed of zlib's level 6, in files of about its
-/// size. Level 1 loses to level 2 by 1 % and wins the same in time; level 3 gains nothing.
-constexpr std::uint32_t fastLevel = 2;
+/// ISA-L's igzip, behind the predictor: at 15 to 25 times the speed of zlib's level 6, in files of
+/// about its size. Level 1 loses to level 2 by 1 % and wins the same in time; level 3 gains
+/// nothing.
+constexpr std::uint32_t level = 2;
 
-/// libdeflate, without a predictor: text and flat art repeat whole runs of pixels, which
-/// differences between neighbours would disturb. Files are two thirds of igzip's, at a third to a
-/// half of the time of zlib's level 6, and 4 % larger than that.
-constexpr int denseLevel = 6;
+/// libdeflate, behind run lengths. Higher levels take up to twice the time for a tenth less space.
+constexpr int blankLevel = 1;
 
-/// Pages that run length encoding brings down this far are handed to libdeflate in that shape: text
-/// on white paper then takes a third of the time, and four fifths of the space.
+/// A bitmap is mostly blank when run lengths bring it down this far.
 constexpr std::size_t runRatio = 4;
 
-/// What igzip makes a twelfth of counts as flat. Photographs come to a quarter at best.
-constexpr std::size_t flatRatio = 12;
-
-/// Flatness is judged by this many rows of so many.
-constexpr std::int64_t sampleRows = 32;
-constexpr std::int64_t samplePeriod = 256;
-
-/// Larger bitmaps are not compressed densely, since the result is held in memory.
-constexpr std::size_t largestDense = 256U << 20U;
+/// This many rows of so many show whether it is.
+constexpr std::int64_t sampleRows = 8;
+constexpr std::int64_t samplePeriod = 128;
 
 /// About how many bytes are compressed apart from the rest. Pieces lose 1 % of the size at most,
 /// and cores can share them. The same everywhere, so that the bytes do not depend on the machine.
@@ -109,11 +101,11 @@ void compressPieces(std::size_t count, const Make& make, const Sink& sink) {
 }
 
 /// Bytes by igzip.
-Piece fastPiece(std::vector<std::uint8_t> bytes, bool isLast) {
+Piece predictedPiece(std::vector<std::uint8_t> bytes, bool isLast) {
     std::vector<std::uint8_t> levelBuffer(ISAL_DEF_LVL2_DEFAULT);
     const auto stream = std::make_unique<isal_zstream>(); // large for a stack
     isal_deflate_init(stream.get());
-    stream->level = fastLevel;
+    stream->level = level;
     stream->level_buf = levelBuffer.data();
     stream->level_buf_size = static_cast<std::uint32_t>(levelBuffer.size());
     stream->gzip_flag = IGZIP_DEFLATE;
@@ -144,21 +136,25 @@ std::vector<std::uint8_t> predicted(const CMYKImage& image, std::int64_t first,
     return rows;
 }
 
-/// Whether the fast compressor makes little of the image.
-bool isFlat(const CMYKImage& image) {
-    std::vector<std::uint8_t> sample;
+/// Whether some of the rows are mostly blank together.
+bool seemsBlank(const CMYKImage& image) {
+    std::size_t size = 0;
+    std::size_t encodedSize = 0;
     for (std::int64_t first = 0; first < image.height(); first += samplePeriod) {
-        const auto rows = predicted(image, first, std::min(sampleRows, image.height() - first));
-        sample.insert(sample.end(), rows.begin(), rows.end());
+        const std::size_t bytes =
+            rowBytes(image) *
+            static_cast<std::size_t>(std::min(sampleRows, image.height() - first));
+        const std::string runs = RunLength::encoded({image.row(first), bytes}, bytes);
+        size += bytes;
+        encodedSize += runs.empty() ? bytes : runs.size();
     }
-    const std::size_t size = sample.size();
-    return fastPiece(std::move(sample), true).deflate.size() <= size / flatRatio;
+    return encodedSize <= size / runRatio;
 }
 
 /// Bytes by libdeflate.
-Piece densePiece(std::span<const std::uint8_t> bytes, bool isLast) {
+Piece blankPiece(std::span<const std::uint8_t> bytes, bool isLast) {
     const std::unique_ptr<libdeflate_compressor, decltype(&libdeflate_free_compressor)> compressor(
-        libdeflate_alloc_compressor(denseLevel), libdeflate_free_compressor);
+        libdeflate_alloc_compressor(blankLevel), libdeflate_free_compressor);
     if (!compressor)
         throw std::bad_alloc();
     Piece piece = {{}, libdeflate_adler32(1, bytes.data(), bytes.size()), bytes.size()};
@@ -171,28 +167,13 @@ Piece densePiece(std::span<const std::uint8_t> bytes, bool isLast) {
     return piece;
 }
 
-std::string compressedDensely(std::span<const std::uint8_t> bytes) {
-    const std::size_t count = std::max<std::size_t>(1, bytes.size() / pieceBytes);
-    std::string result;
-    compressPieces(
-        count,
-        [&](std::size_t number) {
-            const std::size_t first = bytes.size() / count * number;
-            const bool isLast = number + 1 == count;
-            return densePiece(
-                isLast ? bytes.subspan(first) : bytes.subspan(first, bytes.size() / count), isLast);
-        },
-        [&](std::string_view piece) { result += piece; });
-    return result;
-}
-
 } // namespace
 
 std::string parameters(const CMYKImage& image) {
     return "<< /Predictor 15 /Colors 4 /Columns " + std::to_string(image.width()) + " >>";
 }
 
-void compressFast(const CMYKImage& image, const Sink& sink) {
+void compress(const CMYKImage& image, const Sink& sink) {
     const auto rows =
         static_cast<std::int64_t>(std::max<std::size_t>(1, pieceBytes / rowBytes(image)));
     const std::int64_t count = (image.height() + rows - 1) / rows;
@@ -200,22 +181,33 @@ void compressFast(const CMYKImage& image, const Sink& sink) {
         static_cast<std::size_t>(count),
         [&](std::size_t number) {
             const std::int64_t first = rows * static_cast<std::int64_t>(number);
-            return fastPiece(predicted(image, first, std::min(rows, image.height() - first)),
-                             first + rows >= image.height());
+            return predictedPiece(predicted(image, first, std::min(rows, image.height() - first)),
+                                  first + rows >= image.height());
         },
         sink);
 }
 
-FlatImage compressIfFlat(const CMYKImage& image) {
-    const std::size_t size = rowBytes(image) * static_cast<std::size_t>(image.height());
-    if (size > largestDense || !isFlat(image))
+std::string compressIfBlank(const CMYKImage& image) {
+    if (!seemsBlank(image))
         return {};
-    const std::span<const std::uint8_t> pixels(image.row(0), size);
-    const std::string runs = RunLength::encoded(pixels, size / runRatio);
+    const std::size_t size = rowBytes(image) * static_cast<std::size_t>(image.height());
+    const std::string runs = RunLength::encoded({image.row(0), size}, size / runRatio);
     if (runs.empty())
-        return {compressedDensely(pixels), "/FlateDecode"};
-    return {compressedDensely({reinterpret_cast<const std::uint8_t*>(runs.data()), runs.size()}),
-            "/FlateDecode /RunLengthDecode"};
+        return {};
+    const std::span<const std::uint8_t> bytes(reinterpret_cast<const std::uint8_t*>(runs.data()),
+                                              runs.size());
+    const std::size_t count = std::max<std::size_t>(1, bytes.size() / pieceBytes);
+    std::string result;
+    compressPieces(
+        count,
+        [&](std::size_t number) {
+            const std::size_t first = bytes.size() / count * number;
+            const bool isLast = number + 1 == count;
+            return blankPiece(
+                isLast ? bytes.subspan(first) : bytes.subspan(first, bytes.size() / count), isLast);
+        },
+        [&](std::string_view part) { result += part; });
+    return result;
 }
 
 } // namespace Bleedwise::ImageCompression

@@ -13,22 +13,18 @@ namespace Bleedwise::ImageCompression {
 
 using Sink = std::function<void(std::string_view)>;
 
-/// Fast, in little memory: gives the compressed bytes to `sink` piece by piece as they arise. The
-/// filter needs `parameters`.
-void compressFast(const CMYKImage& image, const Sink& sink);
+/// For any bitmap, in little memory: gives the compressed bytes to `sink` piece by piece as they
+/// arise. The filter needs `parameters`.
+void compress(const CMYKImage& image, const Sink& sink);
 
-/// The Flate filter's parameters for what `compressFast` gives: a PDF dictionary.
+/// The Flate filter's parameters for what `compress` gives: a PDF dictionary.
 std::string parameters(const CMYKImage& image);
 
-/// A whole stream's bytes, and the names of the filters that a reader takes them through.
-struct FlatImage {
-    std::string bytes;
-    std::string filters;
-};
+/// For a bitmap that is mostly blank, as text on white paper is: a whole stream's bytes, in less
+/// time and two thirds of the space. A reader takes them through `blankFilters`, without
+/// parameters. Empty for other bitmaps.
+std::string compressIfBlank(const CMYKImage& image);
 
-/// Smaller, where that pays off: pictures of flat areas and text take two thirds of the space or
-/// less, while photographs would gain next to nothing for several times the time. Without bytes for
-/// those, and for bitmaps that would take too much memory. The filters need no parameters.
-FlatImage compressIfFlat(const CMYKImage& image);
+inline constexpr std::string_view blankFilters = "/FlateDecode /RunLengthDecode";
 
 } // namespace Bleedwise::ImageCompression

@@ -120,13 +120,13 @@ void ImagePDFWriter::writeImage(int object, const CMYKImage& image) {
                                 std::to_string(image.width()) + " /Height " +
                                 std::to_string(image.height()) +
                                 " /BitsPerComponent 8 /ColorSpace " + reference(colorSpace_);
-    const ImageCompression::FlatImage flat = ImageCompression::compressIfFlat(image);
-    if (!flat.bytes.empty())
-        writeStream(object, {entries, flat.filters, ""},
-                    [&](const auto& sink) { sink(flat.bytes); });
+    const std::string blank = ImageCompression::compressIfBlank(image);
+    if (!blank.empty())
+        writeStream(object, {entries, std::string(ImageCompression::blankFilters), ""},
+                    [&](const auto& sink) { sink(blank); });
     else
         writeStream(object, {entries, "/FlateDecode", ImageCompression::parameters(image)},
-                    [&](const auto& sink) { ImageCompression::compressFast(image, sink); });
+                    [&](const auto& sink) { ImageCompression::compress(image, sink); });
 }
 
 void ImagePDFWriter::writeContents(int object) {

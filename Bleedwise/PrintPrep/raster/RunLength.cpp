@@ -1,7 +1,9 @@
 #include "PrintPrep/raster/RunLength.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <memory>
 
 namespace Bleedwise::RunLength {
 namespace {
@@ -17,56 +19,92 @@ constexpr std::uint8_t endOfData = 128;
 /// Where the run of equal bytes that begins at `start` ends.
 std::size_t endOfRun(std::span<const std::uint8_t> bytes, std::size_t start) {
     constexpr std::uint64_t everyByte = 0x0101010101010101;
-    const std::uint64_t wanted = bytes[start] * everyByte;
+    const std::uint8_t byte = bytes[start];
     std::size_t end = start + 1;
-    for (std::uint64_t word = 0; end + sizeof word <= bytes.size(); end += sizeof word) {
-        std::memcpy(&word, &bytes[end], sizeof word);
-        if (word != wanted)
+    if (end == bytes.size() || bytes[end] != byte)
+        return end;
+    std::array<std::uint64_t, 4> words{};
+    for (; end + sizeof words <= bytes.size(); end += sizeof words) {
+        std::memcpy(words.data(), &bytes[end], sizeof words);
+        std::uint64_t differences = 0;
+        for (const std::uint64_t word : words)
+            differences |= word ^ byte * everyByte;
+        if (differences != 0)
             break;
     }
-    while (end < bytes.size() && bytes[end] == bytes[start])
+    while (end < bytes.size() && bytes[end] == byte)
         ++end;
     return end;
 }
 
-void copy(std::string& output, std::span<const std::uint8_t> bytes) {
-    while (!bytes.empty()) {
-        const auto piece = bytes.first(std::min(bytes.size(), mostBytes));
-        output += static_cast<char>(piece.size() - 1);
-        output.append(piece.begin(), piece.end());
-        bytes = bytes.subspan(piece.size());
-    }
-}
+/// Collects the result. Memory is taken once and not filled first, since what a page needs of its
+/// limit is mostly little.
+class Output {
+public:
+    explicit Output(std::size_t limit)
+        : limit_(limit), bytes_(std::make_unique_for_overwrite<char[]>(limit)) {}
 
-void repeat(std::string& output, std::uint8_t byte, std::size_t count) {
-    while (count > 0) {
-        // A single byte left over is a copy of one.
-        const std::size_t piece = std::min(count, mostBytes);
-        output += static_cast<char>(piece == 1 ? 0 : 257 - piece);
-        output += static_cast<char>(byte);
-        count -= piece;
+    /// These give false when the limit is reached.
+
+    bool copy(std::span<const std::uint8_t> bytes) {
+        while (!bytes.empty()) {
+            const std::size_t count = std::min(bytes.size(), mostBytes);
+            if (limit_ - size_ <= count)
+                return false;
+            bytes_[size_++] = static_cast<char>(count - 1);
+            std::memcpy(&bytes_[size_], bytes.data(), count);
+            size_ += count;
+            bytes = bytes.subspan(count);
+        }
+        return true;
     }
-}
+
+    bool repeat(std::uint8_t byte, std::size_t count) {
+        while (count > 0) {
+            if (limit_ - size_ < 2)
+                return false;
+            // A single byte left over is a copy of one.
+            const std::size_t piece = std::min(count, mostBytes);
+            bytes_[size_++] = static_cast<char>(piece == 1 ? 0 : 257 - piece);
+            bytes_[size_++] = static_cast<char>(byte);
+            count -= piece;
+        }
+        return true;
+    }
+
+    bool end() {
+        if (size_ == limit_)
+            return false;
+        bytes_[size_++] = static_cast<char>(endOfData);
+        return true;
+    }
+
+    std::string text() const { return {bytes_.get(), size_}; }
+
+private:
+    std::size_t limit_;
+    std::size_t size_ = 0;
+    std::unique_ptr<char[]> bytes_;
+};
 
 } // namespace
 
 std::string encoded(std::span<const std::uint8_t> bytes, std::size_t limit) {
-    std::string output;
+    Output output(limit);
     std::size_t uncopied = 0; // what is behind this one and before `position` has no runs
     for (std::size_t position = 0; position < bytes.size();) {
         const std::size_t end = endOfRun(bytes, position);
         if (end - position >= shortestRun) {
-            copy(output, bytes.subspan(uncopied, position - uncopied));
-            repeat(output, bytes[position], end - position);
+            if (!output.copy(bytes.subspan(uncopied, position - uncopied)) ||
+                !output.repeat(bytes[position], end - position))
+                return {};
             uncopied = end;
         }
         position = end;
-        if (output.size() + (position - uncopied) > limit)
+        if (position - uncopied > limit)
             return {};
     }
-    copy(output, bytes.subspan(uncopied));
-    output += static_cast<char>(endOfData);
-    return output.size() <= limit ? output : std::string();
+    return output.copy(bytes.subspan(uncopied)) && output.end() ? output.text() : std::string();
 }
 
 } // namespace Bleedwise::RunLength

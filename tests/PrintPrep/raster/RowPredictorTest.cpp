@@ -39,6 +39,37 @@ TEST(RowPredictor, MakesAnEqualRowZero) {
     EXPECT_EQ(predicted({{9, 8, 7, 6}, {9, 8, 7, 6}})[1], (Bytes{2, 0, 0, 0, 0}));
 }
 
+/// A row of `count` pixels.
+Bytes pixels(std::size_t count, std::uint8_t value) {
+    return Bytes(4 * count, value);
+}
+
+TEST(RowPredictor, LeavesARowAloneThatIsAllButOneColour) {
+    Bytes letters = pixels(80, 0);
+    letters[80] = 200;
+    Bytes expected = letters;
+    expected.insert(expected.begin(), 0);
+    EXPECT_EQ(predicted({pixels(80, 9), letters})[1], expected);
+}
+
+TEST(RowPredictor, TakesTheRowAboveAwayWhereFewerPixelsDiffer) {
+    // By the sizes of the differences the pixel before would be the better neighbour.
+    Bytes above;
+    for (std::uint8_t i = 0; i < 40; ++i)
+        above.insert(above.end(), {i, i, i, i});
+    Bytes row = above;
+    for (std::size_t i = 40; i < 80; ++i)
+        row[i] = static_cast<std::uint8_t>(row[i] + 60);
+    EXPECT_EQ(predicted({above, row})[1][0], 2);
+}
+
+TEST(RowPredictor, TakesThePixelBeforeAwayWhereFewerPixelsDiffer) {
+    Bytes steps;
+    for (std::uint8_t i = 0; i < 40; ++i)
+        steps.insert(steps.end(), 4, static_cast<std::uint8_t>(i / 8 * 50));
+    EXPECT_EQ(predicted({pixels(40, 99), steps})[1][0], 1);
+}
+
 TEST(RowPredictor, CanBeUndone) {
     std::vector<Bytes> rows;
     std::uint32_t random = 1;
@@ -58,7 +89,9 @@ TEST(RowPredictor, CanBeUndone) {
         Bytes restored;
         for (std::size_t i = 0; i < above.size(); ++i) {
             const std::uint8_t left = i < 4 ? std::uint8_t{0} : restored[i - 4];
-            const std::uint8_t neighbour = differences[row][0] == 1 ? left : above[i];
+            const std::uint8_t neighbour = differences[row][0] == 0   ? std::uint8_t{0}
+                                           : differences[row][0] == 1 ? left
+                                                                      : above[i];
             restored.push_back(static_cast<std::uint8_t>(differences[row][i + 1] + neighbour));
         }
         ASSERT_EQ(restored, rows[row]) << row;

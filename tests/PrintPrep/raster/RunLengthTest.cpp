@@ -12,7 +12,7 @@
 namespace Bleedwise::RunLength {
 namespace {
 
-constexpr std::size_t unlimited = 1'000'000'000;
+constexpr std::size_t unlimited = 1'000'000;
 
 std::string encodedText(const std::string& text, std::size_t limit = unlimited) {
     return encoded({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, limit);
