@@ -1,6 +1,7 @@
 #pragma once
 
 #include "PrintPrep/raster/poppler/ColorManager.h"
+#include "PrintPrep/raster/poppler/GlyphPainter.h"
 #include "PrintPrep/raster/poppler/GraphicsStateScan.h"
 #include "PrintPrep/raster/poppler/HueBlending.h"
 #include "PrintPrep/raster/poppler/Matte.h"
@@ -12,6 +13,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <utility>
 
@@ -41,6 +43,13 @@ public:
         setVectorAntialias(true);
         setFreeTypeHinting(false, false);
         startDoc(&document);
+    }
+
+    void endPage() override {
+        if (colors_.target().isRGB)
+            SplashOutputDev::endPage();
+        else
+            layOnBlankPaper(*getBitmap());
     }
 
     // Colour spaces are replaced here and not in `updateFillColorSpace`, after which the
@@ -95,11 +104,15 @@ public:
                   int length) override {
         followFillIntent(state);
         followStrokeIntent(state);
+        if (groupDepth_ == 0 && glyphs_.paint(*state, *getSplash(), getCurrentFont(), x - originX,
+                                              y - originY, code, colors_.target().isRGB))
+            return;
         constexpr int renderMode = 3;
         constexpr int strokeOnly = 1; // ISO 32000-1, table 106
         const AddedInks added =
             (state->getRender() & renderMode) == strokeOnly ? addedStroke(state) : addedFill(state);
         SplashOutputDev::drawChar(state, x, y, dx, dy, originX, originY, code, bytes, text, length);
+        glyphs_.noteFont(*state);
     }
     void drawImageMask(GfxState* state, Object* reference, Stream* stream, int width, int height,
                        bool invert, bool interpolate, bool isInline) override {
@@ -157,9 +170,14 @@ public:
     /// space out; as the mask was made on a screen, its luminosity is that of RGB.
     void beginTransparencyGroup(GfxState* state, const double* box, GfxColorSpace* space,
                                 bool isolated, bool knockout, bool forSoftMask) override {
+        ++groupDepth_;
         SplashOutputDev::beginTransparencyGroup(state, box,
                                                 forSoftMask && !space ? &maskSpace_ : space,
                                                 isolated || forSoftMask, knockout, forSoftMask);
+    }
+    void endTransparencyGroup(GfxState* state) override {
+        SplashOutputDev::endTransparencyGroup(state);
+        --groupDepth_;
     }
 
     /// Paints in any case: where the interpreter is left to draw each cell, it counts without
@@ -217,6 +235,33 @@ public:
 private:
     static Intent intentOf(const GfxState* state) {
         return intentNamed(state->getRenderingIntent());
+    }
+
+    /// Lets paper without ink shine through, rounded as Poppler does. Most pixels are either bare
+    /// or opaque, which is seen by eight at a time.
+    static void layOnBlankPaper(SplashBitmap& bitmap) {
+        const int width = bitmap.getWidth();
+        for (int y = 0; y < bitmap.getHeight(); ++y) {
+            unsigned char* row =
+                bitmap.getDataPtr() + static_cast<std::ptrdiff_t>(y) * bitmap.getRowSize();
+            const unsigned char* alphas =
+                bitmap.getAlphaPtr() + static_cast<std::ptrdiff_t>(y) * bitmap.getAlphaRowSize();
+            for (int x = 0; x < width; ++x) {
+                std::uint64_t eight = 0;
+                if (x + 8 <= width) {
+                    std::memcpy(&eight, alphas + x, sizeof eight);
+                    if (eight == 0 || eight == ~std::uint64_t{0}) {
+                        x += 7;
+                        continue;
+                    }
+                }
+                const unsigned alpha = alphas[x];
+                if (alpha == 0 || alpha == 255)
+                    continue;
+                for (int i = 4 * x; i < 4 * x + 4; ++i)
+                    row[i] = static_cast<unsigned char>(dividedBy255(alpha * row[i]));
+            }
+        }
     }
 
     /// An image may name an intent of its own (ISO 32000-1, table 89).
@@ -530,6 +575,9 @@ private:
     PDFDoc& document_;
     ColorManager& colors_;
     GfxDeviceRGBColorSpace maskSpace_;
+
+    GlyphPainter glyphs_;
+    int groupDepth_ = 0;
 
     /// Of a device for cells.
     const Device* outer_ = nullptr;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "PrintPrep/raster/poppler/OpaquePaint.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -13,7 +15,6 @@
 #include <splash/SplashBitmap.h>
 #include <splash/SplashClip.h>
 #include <splash/SplashPath.h>
-#include <splash/SplashPattern.h>
 
 /// Large rectangles of one opaque colour, as backgrounds are.
 ///
@@ -84,16 +85,6 @@ inline std::optional<std::pair<Sides, Sides>> rectangle(const GfxState& state) {
                      Sides::between(points.getY(0), points.getY(2), ctm[3], ctm[5]));
 }
 
-/// Whether filling now replaces what is there by one colour of the bitmap.
-inline bool paintsSolid(GfxState& state, Splash& splash, bool isRGB) {
-    return splash.getBitmap()->getMode() == (isRGB ? splashModeRGB8 : splashModeCMYK8) &&
-           splash.getFillPattern()->isStatic() && splash.getFillAlpha() == 1 &&
-           !splash.getSoftMask() && !splash.getBlendFunc() && !state.getFillOverprint() &&
-           !state.getTransfer()[0] && splash.getClip()->getNumPaths() == 0 &&
-           splash.getStrokeAdjust() && splash.getVectorAntialias() &&
-           !state.getFillColorSpace()->isNonMarking();
-}
-
 inline void fillRectangle(Splash& splash, double x0, double y0, double x1, double y1) {
     SplashPath path;
     path.moveTo(x0, y0);
@@ -131,7 +122,10 @@ inline void fillPixels(Splash& splash, PixelRange across, PixelRange down) {
 
 /// Fills the current path; false when that is Poppler's own business.
 inline bool fillSolidRectangle(GfxState& state, Splash& splash, bool isRGB) {
-    const auto sides = paintsSolid(state, splash, isRGB) ? rectangle(state) : std::nullopt;
+    if (!paintsOpaque(state, splash, isRGB) || splash.getClip()->getNumPaths() != 0 ||
+        !splash.getStrokeAdjust() || !splash.getVectorAntialias())
+        return false;
+    const auto sides = rectangle(state);
     if (!sides)
         return false;
     const auto& [x, y] = *sides;
@@ -143,6 +137,8 @@ inline bool fillSolidRectangle(GfxState& state, Splash& splash, bool isRGB) {
     if (across.count() * down.count() < worthwhile)
         return false;
 
+    constexpr unsigned allInks = 0xffffffff;
+    splash.setOverprintMask(allInks, false); // not that of what was painted before
     const double left = x.toUser(across.first);
     const double right = x.toUser(across.last);
     const double top = y.toUser(down.first);

@@ -68,6 +68,8 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"HalfTransparent", "/Half gs 1 0 0 0 k 1 1 22 22 re f"},
         Case{"Multiplied", "/Multiply gs 0 1 0 0 k 1 1 22 22 re f"},
         Case{"Overprinted", "/Over gs 0 0 0 1 k 1 1 22 22 re f"},
+        Case{"AfterOverprint",
+             "q /Over gs 0 0 0 1 k 4 4 3 3 re f Q 1 0.5 0 0 k 1.3 1.3 21.1 21.3 re f"},
         Case{"StrokeAdjustmentOff", "/NoAdjust gs 0 0 0 1 k 1.3 1.3 21.1 21.3 re f"},
         Case{"StrokeAdjustmentOn", "/Adjust gs 0 0 0 1 k 1.3 1.3 21.1 21.3 re f"},
         Case{"Rotated", "0 1 -1 0 24 0 cm 0 0 0 1 k 1.3 2.6 21.1 19.3 re f"},
