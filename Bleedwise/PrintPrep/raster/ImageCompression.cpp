@@ -101,7 +101,7 @@ void compressPieces(std::size_t count, const Make& make, const Sink& sink) {
 }
 
 /// Bytes by igzip.
-Piece predictedPiece(std::vector<std::uint8_t> bytes, bool isLast) {
+Piece fastPiece(std::span<const std::uint8_t> bytes, bool isLast) {
     std::vector<std::uint8_t> levelBuffer(ISAL_DEF_LVL2_DEFAULT);
     const auto stream = std::make_unique<isal_zstream>(); // large for a stack
     isal_deflate_init(stream.get());
@@ -111,7 +111,7 @@ Piece predictedPiece(std::vector<std::uint8_t> bytes, bool isLast) {
     stream->gzip_flag = IGZIP_DEFLATE;
     stream->flush = isLast ? NO_FLUSH : SYNC_FLUSH;
     stream->end_of_stream = isLast ? 1 : 0;
-    stream->next_in = bytes.data();
+    stream->next_in = const_cast<std::uint8_t*>(bytes.data()); // which it only reads
     stream->avail_in = static_cast<std::uint32_t>(bytes.size());
     Piece piece = {{}, libdeflate_adler32(1, bytes.data(), bytes.size()), bytes.size()};
     std::vector<std::uint8_t> output(bytes.size() / 4 + 1024);
@@ -181,10 +181,22 @@ void compress(const CMYKImage& image, const Sink& sink) {
         static_cast<std::size_t>(count),
         [&](std::size_t number) {
             const std::int64_t first = rows * static_cast<std::int64_t>(number);
-            return predictedPiece(predicted(image, first, std::min(rows, image.height() - first)),
-                                  first + rows >= image.height());
+            return fastPiece(predicted(image, first, std::min(rows, image.height() - first)),
+                             first + rows >= image.height());
         },
         sink);
+}
+
+std::string compressBytes(std::string_view bytes) {
+    std::string result;
+    compressPieces(
+        1,
+        [&](std::size_t) {
+            return fastPiece({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()},
+                             true);
+        },
+        [&](std::string_view part) { result += part; });
+    return result;
 }
 
 std::string compressIfBlank(const CMYKImage& image) {

@@ -27,4 +27,7 @@ std::string compressIfBlank(const CMYKImage& image);
 
 inline constexpr std::string_view blankFilters = "/FlateDecode /RunLengthDecode";
 
+/// Any bytes, such as a profile's, for the Flate filter without parameters.
+std::string compressBytes(std::string_view bytes);
+
 } // namespace Bleedwise::ImageCompression

@@ -7,28 +7,10 @@
 #include "PrintPrep/raster/StreamData.h"
 
 #include <cstdint>
-#include <memory>
-#include <new>
 #include <utility>
-
-#include <libdeflate.h>
 
 namespace Bleedwise {
 namespace {
-
-/// A profile is hardly ever smaller by more than this level makes it, and this takes 30 ms.
-constexpr int profileLevel = 6;
-
-std::string deflated(const std::string& bytes) {
-    const std::unique_ptr<libdeflate_compressor, decltype(&libdeflate_free_compressor)> compressor(
-        libdeflate_alloc_compressor(profileLevel), libdeflate_free_compressor);
-    if (!compressor)
-        throw std::bad_alloc();
-    std::string result(libdeflate_zlib_compress_bound(compressor.get(), bytes.size()), '\0');
-    result.resize(libdeflate_zlib_compress(compressor.get(), bytes.data(), bytes.size(),
-                                           result.data(), result.size()));
-    return result;
-}
 
 std::string reference(int object) {
     return PDFObjectFile::reference(object);
@@ -54,7 +36,7 @@ ImagePDFWriter::ImagePDFWriter(std::filesystem::path url, const OutputProfile& p
                                const PrintSettings& settings)
     : file_(std::move(url)), settings_(settings), catalog_(file_.reserve()),
       pageTree_(file_.reserve()), outputProfile_(file_.reserve()), colorSpace_(file_.reserve()) {
-    const std::string compressed = deflated(profile.bytes());
+    const std::string compressed = ImageCompression::compressBytes(profile.bytes());
     writeStream(outputProfile_, {"/N 4 /Alternate /DeviceCMYK", "/FlateDecode", ""},
                 [&](const auto& sink) { sink(compressed); });
     file_.begin(colorSpace_);

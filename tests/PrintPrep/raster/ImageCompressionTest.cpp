@@ -118,6 +118,11 @@ TEST(Compress, NamesTheRowsForTheFilter) {
               "<< /Predictor 15 /Colors 4 /Columns 61 >>");
 }
 
+TEST(CompressBytes, LosesNothing) {
+    for (const std::string& bytes : {std::string(), std::string("a"), noise({100, 100})})
+        EXPECT_EQ(inflated(ImageCompression::compressBytes(bytes), bytes.size()), bytes);
+}
+
 /// What a PDF reader makes of run lengths (ISO 32000-1, 7.4.5).
 std::string withoutRuns(const std::string& data) {
     std::string bytes;
