@@ -30,7 +30,7 @@ class Source:
         area.drag_source_add_uri_targets()
         area.connect("drag-begin", self._begin)
         area.connect("drag-data-get", lambda _, __, data, *___: data.set_uris(urls))
-        area.connect("drag-failed", lambda *_: say("refused"))
+        area.connect("drag-failed", self._fail)
         area.connect("drag-end", lambda *_: say("over"))
         window.connect("map-event", lambda *_: say("ready"))
         # After all that the display has sent.
@@ -40,6 +40,10 @@ class Source:
     def _begin(self, _, context):
         self._drag = context
         say("begun")
+
+    def _fail(self, *_):
+        say("refused")
+        return True  # without the picture of the files flying home, which would lie over the window
 
     def _answer(self, *_):
         sys.stdin.readline()

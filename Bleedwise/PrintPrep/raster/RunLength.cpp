@@ -23,7 +23,7 @@ std::size_t endOfRun(std::span<const std::uint8_t> bytes, std::size_t start) {
     std::size_t end = start + 1;
     if (end == bytes.size() || bytes[end] != byte)
         return end;
-    std::array<std::uint64_t, 8> words; // NOLINT(cppcoreguidelines-pro-type-member-init): filled below
+    std::array<std::uint64_t, 8> words;
     for (; end + sizeof words <= bytes.size(); end += sizeof words) {
         std::memcpy(words.data(), &bytes[end], sizeof words);
         std::uint64_t differences = 0;
