@@ -16,18 +16,32 @@ FocusScope {
     // A person has chosen another segment.
     signal chosen(int index)
 
-    implicitWidth: 160
+    // Room for the names in a desktop's largest fonts.
+    readonly property real widestName: root.widest(metrics.font)
+
+    implicitWidth: Math.max(160, Math.ceil((root.widestName + 16) * root.segments.length + 4))
     implicitHeight: Theme.scaled(28)
 
     Accessible.role: Accessible.Grouping
     Accessible.name: root.label
     Accessible.description: root.help
 
+    // Takes the font so that the answer follows it.
+    function widest(font: font): real {
+        return Math.max(0, ...root.segments.map(name => metrics.advanceWidth(name)));
+    }
+
     function choose(index) {
         if (index < 0 || index >= root.segments.length || index === root.currentIndex)
             return;
         root.chosen(index);
         choices.itemAt(root.currentIndex).forceActiveFocus(Qt.TabFocusReason);
+    }
+
+    FontMetrics {
+        id: metrics
+
+        font: Theme.bodyFont
     }
 
     Rectangle {

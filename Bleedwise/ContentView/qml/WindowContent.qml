@@ -198,7 +198,7 @@ FocusScope {
                 ModePicker {
                     objectName: "mode"
                     Layout.alignment: Qt.AlignVCenter
-                    segments: ["Native", "Raster"]
+                    segments: root.viewModel.conversionModeNames
                     currentIndex: root.viewModel.conversionModeBinding
                     onChosen: index => root.viewModel.conversionModeBinding = index
                 }

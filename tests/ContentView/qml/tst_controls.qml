@@ -158,6 +158,12 @@ Item {
             compare(picker.width, 160);
         }
 
+        function test_thePickerGrowsWithTheDesktopsFont() {
+            Theme.fontScale = 3;
+            verify(picker.implicitWidth > 160);
+            Theme.fontScale = 1;
+        }
+
         function test_aBoxIsCheckedByAClick() {
             mouseClick(box);
             verify(box.checked);
