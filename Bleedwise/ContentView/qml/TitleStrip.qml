@@ -78,11 +78,22 @@ Item {
         opacity: root.window.active ? 1 : 0.6
         down: pressed || menu.visible
         Accessible.role: Accessible.ButtonMenu
-        onClicked: menu.visible ? menu.close() : menu.open()
+        onClicked: {
+            if (menu.visible) {
+                menu.close();
+                return;
+            }
+            const byKey = menuButton.visualFocus;
+            menu.open();
+            // Who opens it by a key goes on by keys, and sees from where.
+            if (byKey)
+                menu.currentIndex = 0;
+        }
 
         PopupMenu {
             id: menu
 
+            objectName: "menu"
             y: menuButton.height + 4
             closePolicy: PopupMenu.CloseOnEscape | PopupMenu.CloseOnPressOutsideParent
 
