@@ -337,6 +337,20 @@ TEST_F(MainWindowTest, GoesThroughAllControlsByTab) {
                                         "applicationMenu", "minimize", "maximize", "close"}));
 }
 
+TEST_F(MainWindowTest, OpensItsMenuAtTheFirstEntryByAKey) {
+    item("applicationMenu")->forceActiveFocus(Qt::TabFocusReason);
+    press(Qt::Key_Return);
+    const auto* menu = window->findChild<QObject*>("menu");
+    EXPECT_EQ(menu->property("currentIndex"), 0);
+}
+
+TEST_F(MainWindowTest, OpensItsMenuAtNoEntryByAClick) {
+    click(item("applicationMenu"));
+    const auto* menu = window->findChild<QObject*>("menu");
+    ASSERT_TRUE(menu->property("visible").toBool());
+    EXPECT_EQ(menu->property("currentIndex"), -1);
+}
+
 // Files that come in.
 
 QFileDialog* openDialog() {

@@ -3,7 +3,7 @@ import QtQuick.Templates as T
 
 // The queued files, one row each, in the order of the model. One Tab stop, followed by the buttons of
 // the selected row.
-T.Control {
+Item {
     id: root
 
     // The view model's list model.
@@ -23,7 +23,16 @@ T.Control {
     // Whether the keyboard is at the list or in one of its rows.
     readonly property bool holdsFocus: root.activeFocus || list.activeFocus
 
-    focusPolicy: Qt.TabFocus
+    // Whether the focus came by a click, which needs no ring to be seen.
+    property bool clicked: false
+    readonly property bool visualFocus: root.activeFocus && !root.clicked
+
+    activeFocusOnTab: true
+
+    onActiveFocusChanged: {
+        if (!root.activeFocus)
+            root.clicked = false;
+    }
 
     Accessible.role: Accessible.List
     Accessible.name: "Files"
@@ -50,10 +59,11 @@ T.Control {
         }
     }
 
-    contentItem: ListView {
+    ListView {
         id: list
 
         objectName: "list"
+        anchors.fill: parent
         clip: true
         leftMargin: 0
         topMargin: root.coveredHeight
@@ -84,6 +94,7 @@ T.Control {
             widthEdited: row.model.widthEdited
             heightEdited: row.model.heightEdited
             bleedEdited: row.model.bleedEdited
+            summary: row.model.summary
             errorMessage: row.model.errorMessage
             hasOutput: row.model.outputURL.toString() !== ""
             selected: row.model.isSelected
@@ -92,6 +103,7 @@ T.Control {
             removable: root.changeable
 
             onSelectRequested: {
+                root.clicked = true;
                 root.forceActiveFocus(Qt.MouseFocusReason);
                 if (root.changeable)
                     root.selectRequested(row.model.jobID);

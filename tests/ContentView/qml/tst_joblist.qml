@@ -63,7 +63,7 @@ Item {
                     jobID: `job ${jobs.count}`, fileName: `poster ${jobs.count}.pdf`, state: 0,
                     widthMM: "105", heightMM: "148", bleedMM: "3",
                     widthEdited: false, heightEdited: false, bleedEdited: false,
-                    errorMessage: "", outputURL: "", isSelected: false, showsDivider: false
+                    summary: "105×148 mm · 3 mm bleed", errorMessage: "", outputURL: "", isSelected: false, showsDivider: false
                 });
             }
             view.forceLayout();
