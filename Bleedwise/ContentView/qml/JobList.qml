@@ -49,6 +49,13 @@ Item {
             list.contentY = row.y - root.coveredHeight;
     }
 
+    // The selected row stays in sight when the list makes room for the console.
+    function keepSelection(previousHeight: real) {
+        const row = list.itemAtIndex(root.selectedIndex);
+        if (row && row.y < list.contentY + previousHeight && row.y + row.height > list.contentY)
+            root.showSelection();
+    }
+
     // A row that leaves takes the focus of its buttons with it.
     Connections {
         target: root.jobs
@@ -62,6 +69,8 @@ Item {
     ListView {
         id: list
 
+        property real previousHeight: 0
+
         objectName: "list"
         anchors.fill: parent
         clip: true
@@ -74,6 +83,11 @@ Item {
         currentIndex: root.selectedIndex
         cacheBuffer: 600
         model: root.jobs
+
+        onHeightChanged: {
+            root.keepSelection(list.previousHeight);
+            list.previousHeight = list.height;
+        }
 
         T.ScrollBar.vertical: VerticalScrollBar {
             topPadding: root.coveredHeight
