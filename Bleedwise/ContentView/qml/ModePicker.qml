@@ -31,10 +31,17 @@ FocusScope {
         return Math.max(0, ...root.segments.map(name => metrics.advanceWidth(name)));
     }
 
-    function choose(index) {
+    function choose(index: int) {
         if (index < 0 || index >= root.segments.length || index === root.currentIndex)
             return;
+        const hadFocus = root.activeFocus;
         root.chosen(index);
+        if (hadFocus)
+            choices.itemAt(root.currentIndex).forceActiveFocus(Qt.MouseFocusReason);
+    }
+
+    function chooseByKey(index: int) {
+        root.choose(index);
         choices.itemAt(root.currentIndex).forceActiveFocus(Qt.TabFocusReason);
     }
 
@@ -110,8 +117,8 @@ FocusScope {
                 Accessible.onPressAction: root.choose(segment.index)
                 Accessible.onToggleAction: root.choose(segment.index)
 
-                Keys.onLeftPressed: root.choose(segment.index - 1)
-                Keys.onRightPressed: root.choose(segment.index + 1)
+                Keys.onLeftPressed: root.chooseByKey(segment.index - 1)
+                Keys.onRightPressed: root.chooseByKey(segment.index + 1)
 
                 contentItem: Text {
                     text: segment.text
