@@ -1,4 +1,3 @@
-#include "BleedwiseApp/GraphicsCache.h"
 #include "BleedwiseApp/TerminationSignals.h"
 #include "ContentView/ContentView.h"
 #include "ContentView/MainWindow.h"
@@ -58,7 +57,6 @@ int run(int argc, char** argv) {
     QCoreApplication::setApplicationName(QStringLiteral("Bleedwise"));
     QCoreApplication::setApplicationVersion(QStringLiteral(BLEEDWISE_VERSION));
     QApplication::setDesktopFileName(QStringLiteral("app.bleedwise.Bleedwise"));
-    GraphicsCache::use();
     const std::unique_ptr<QApplication> application = openDisplay(argc, argv);
     const TerminationSignals terminationSignals;
 

@@ -87,20 +87,6 @@ class WindowsTest(WindowTest):
         program.process.send_signal(signal.SIGTERM)
         self.assertEqual(program.wait(), 0)
 
-    def testKeepsItsCompiledShadersForTheNextStart(self):
-        program = self.start()
-        program.close()
-        self.assertEqual(program.wait(), 0)
-        self.assertTrue((self.desktop.home / ".cache/Bleedwise/pipelines").exists())
-
-    def testStartsWithCompiledShadersThatAreDamaged(self):
-        folder = self.desktop.home / ".cache/Bleedwise"
-        folder.mkdir(parents=True)
-        (folder / "pipelines").write_bytes(b"not what a driver has compiled")
-        program = self.start()
-        program.close()
-        self.assertEqual(program.wait(), 0)
-
     def testTwoWindowsKeepEachOthersSettings(self):
         first, second = self.start(), self.start()
         second.enter("bleed", "7")
