@@ -1,13 +1,15 @@
 // Times two commands in turn, A B A B ..., so that a machine whose speed drifts treats both alike,
 // and prints the ratio of their wall times and their peak memory:
 //
-//   side-by-side RUNS LABEL [--before COMMAND] COMMAND_A COMMAND_B
+//   side-by-side RUNS LABEL [--before COMMAND] [--limit RATIO] COMMAND_A COMMAND_B
 //
 // Each command is one shell text, replaced by its program with "exec" inside it. --before names a
-// command that is run, untimed, before each timed one. What the commands print goes nowhere.
+// command that is run, untimed, before each timed one. With --limit the exit status is 1 when the
+// median ratio of the wall times is larger. What the commands print goes nowhere.
 
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -53,18 +55,29 @@ double median(std::vector<double> values) {
     return values.size() % 2 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
+/// The value of an option among those that follow the label, which is taken out; empty without one.
+std::string takeOption(std::vector<std::string>& arguments, const std::string& name) {
+    for (std::size_t place = 2; place + 2 < arguments.size(); place += 2) {
+        if (arguments[place] != name)
+            continue;
+        const std::string value = arguments[place + 1];
+        const auto found = arguments.begin() + static_cast<std::ptrdiff_t>(place);
+        arguments.erase(found, found + 2);
+        return value;
+    }
+    return {};
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     std::vector<std::string> arguments(argv + 1, argv + argc);
-    std::string before;
-    if (arguments.size() == 6 && arguments[2] == "--before") {
-        before = arguments[3];
-        arguments.erase(arguments.begin() + 2, arguments.begin() + 4);
-    }
+    const std::string before = takeOption(arguments, "--before");
+    const std::string limit = takeOption(arguments, "--limit");
     const int runs = arguments.size() == 4 ? std::atoi(arguments[0].c_str()) : 0;
     if (runs < 1) {
-        std::fprintf(stderr, "usage: side-by-side RUNS LABEL [--before COMMAND] A B\n");
+        std::fprintf(stderr,
+                     "usage: side-by-side RUNS LABEL [--before COMMAND] [--limit RATIO] A B\n");
         return EXIT_FAILURE;
     }
 
@@ -91,5 +104,8 @@ int main(int argc, char** argv) {
         "%-44s %6.2f  (%.2f to %.2f, %d pairs)  wall %.4f s : %.4f s  peak %.0f : %.0f MiB\n",
         arguments[1].c_str(), median(ratios), *least, *most, runs, median(wall[0]), median(wall[1]),
         peak[0], peak[1]);
-    return EXIT_SUCCESS;
+    if (limit.empty() || median(ratios) <= std::atof(limit.c_str()))
+        return EXIT_SUCCESS;
+    std::printf("%s: above the limit of %s\n", arguments[1].c_str(), limit.c_str());
+    return EXIT_FAILURE;
 }

@@ -10,6 +10,7 @@
 #include "PrintPrep/SizeDetector.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include <QCollator>
@@ -327,6 +328,13 @@ ConversionMode::Value ContentView::conversionModeBinding() const {
 void ContentView::setConversionModeBinding(ConversionMode::Value mode) {
     MainThread::require("ContentView::setConversionModeBinding");
     setUseGhostscript(mode == ConversionMode::Value::Native);
+}
+
+QStringList ContentView::conversionModeNames() {
+    QStringList names;
+    std::transform(ConversionMode::allCases.begin(), ConversionMode::allCases.end(),
+                   std::back_inserter(names), ConversionMode::rawValue);
+    return names;
 }
 
 QString ContentView::defaultText(Field field) const {

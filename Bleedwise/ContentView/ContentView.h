@@ -19,6 +19,7 @@
 
 #include <QCoroTask>
 #include <QObject>
+#include <QStringList>
 #include <QUrl>
 #include <QtQml/qqmlregistration.h>
 
@@ -64,6 +65,8 @@ class ContentView : public QObject {
                    useGhostscriptChanged)
     Q_PROPERTY(Bleedwise::ConversionMode::Value conversionModeBinding READ conversionModeBinding
                    WRITE setConversionModeBinding NOTIFY useGhostscriptChanged)
+    /// By the number of the mode.
+    Q_PROPERTY(QStringList conversionModeNames READ conversionModeNames CONSTANT)
 
     Q_PROPERTY(bool isTargeted MEMBER isTargeted_ NOTIFY isTargetedChanged)
     Q_PROPERTY(bool plusHovered MEMBER plusHovered_ NOTIFY plusHoveredChanged)
@@ -159,6 +162,7 @@ public:
     void setUseGhostscript(bool use);
     ConversionMode::Value conversionModeBinding() const;
     void setConversionModeBinding(ConversionMode::Value mode);
+    static QStringList conversionModeNames();
 
     std::optional<DimensionField::Value> focusedField() const { return focusedField_; }
     void setFocusedField(std::optional<DimensionField::Value> field);

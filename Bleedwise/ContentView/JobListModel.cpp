@@ -43,17 +43,9 @@ QVariant JobListModel::data(const QModelIndex& index, int role) const {
     switch (role) {
     case JobIDRole:
         return job.id;
-    case InputURLRole:
-        return FileURL::url(job.inputURL);
     case Qt::DisplayRole:
     case FileNameRole:
         return job.fileName();
-    case OriginalWidthMMRole:
-        return job.originalWidthMM;
-    case OriginalHeightMMRole:
-        return job.originalHeightMM;
-    case OriginalBleedMMRole:
-        return job.originalBleedMM;
     case WidthMMRole:
         return job.widthMM;
     case HeightMMRole:
@@ -86,11 +78,7 @@ QVariant JobListModel::data(const QModelIndex& index, int role) const {
 QHash<int, QByteArray> JobListModel::roleNames() const {
     return {
         {JobIDRole, "jobID"},
-        {InputURLRole, "inputURL"},
         {FileNameRole, "fileName"},
-        {OriginalWidthMMRole, "originalWidthMM"},
-        {OriginalHeightMMRole, "originalHeightMM"},
-        {OriginalBleedMMRole, "originalBleedMM"},
         {WidthMMRole, "widthMM"},
         {HeightMMRole, "heightMM"},
         {BleedMMRole, "bleedMM"},

@@ -26,11 +26,7 @@ class JobListModel : public QAbstractListModel {
 public:
     enum Role {
         JobIDRole = Qt::UserRole,
-        InputURLRole,
         FileNameRole,
-        OriginalWidthMMRole,
-        OriginalHeightMMRole,
-        OriginalBleedMMRole,
         WidthMMRole,
         HeightMMRole,
         BleedMMRole,

@@ -619,6 +619,10 @@ TEST_F(ContentViewOptions, StoreTheModeAsAnUseOfGhostscript) {
     EXPECT_FALSE(view->useGhostscript());
 }
 
+TEST_F(ContentViewOptions, NameTheModesInTheirOrder) {
+    EXPECT_EQ(view->property("conversionModeNames"), QStringList({"Native", "Raster"}));
+}
+
 TEST_F(ContentViewOptions, OutliveTheProgram) {
     view->setSourceIncludesBleed(false);
     view->setUseGhostscript(true);

@@ -24,6 +24,12 @@ class AssistiveTechnologyTest(WindowTest):
         self.assertFalse(later.includes_bleed())
         self.assertTrue(later.is_mode("Native"))
 
+    def testAssistiveTechnologyFindsTheFilesInAList(self):
+        program = self.start_with("a.pdf", "b.pdf")
+        files = program.get("list", "Files")
+        self.assertEqual([element.name for element in files.children()
+                          if element.role == "list item"], ["a.pdf", "b.pdf"])
+
     def testAssistiveTechnologyTypesASize(self):
         program = self.start_with("a 60x40mm+3.pdf")
         program.get("text", "Trim width (mm)").write("61")

@@ -15,7 +15,7 @@ class KeyboardTest(WindowTest):
             before = program.focused_names()
             self.desktop.press("Tab")
             eventually(lambda: program.focused_names() != before, "another focus")
-            name = program.focused_names()[0]
+            name = program.focused_names()[-1]
             if name in reached and (name == reached[0]):
                 break
             reached.append(name)
@@ -35,7 +35,7 @@ class KeyboardTest(WindowTest):
         program.focus_by_tab("Application menu")
         self.desktop.press("Return")
         program.get("menu item", "Quit")
-        self.desktop.press("Down", "Down", "Return")
+        self.desktop.press("Down", "Return")
         self.assertEqual(program.wait(), 0)
 
     def testArrowsMoveTheSelection(self):

@@ -68,8 +68,9 @@ class Program:
     # The list.
 
     def row_elements(self):
-        files = [element for element in self.window().descendants() if element.name == "Files"]
-        return [element for element in files[0].children() if element.role == "list item"]
+        files = next(element for element in self.window().descendants()
+                     if element.name == "Files" and element.role == "list")
+        return [element for element in files.children() if element.role == "list item"]
 
     def rows(self):
         return answer(lambda: [Row(element) for element in self.row_elements()])

@@ -25,8 +25,10 @@
 
 #include <QGuiApplication>
 #include <QImage>
+#include <QKeyEvent>
 #include <QQmlComponent>
 #include <QQmlEngine>
+#include <QQuickItem>
 #include <QQuickWindow>
 #include <QString>
 #include <QUrl>
@@ -123,6 +125,34 @@ public:
         view().addPDFs(files);
     }
 
+    /// Half a thousand files, and ten thousand lines in the console.
+    void queueMany() {
+        std::vector<std::filesystem::path> files;
+        for (int number = 1; number <= 500; ++number)
+            files.push_back(folder_ / ("poster " + std::to_string(number) + " 105x148mm+3.pdf"));
+        view().addPDFs(files);
+        QStringList lines;
+        for (int number = 1; number <= 10000; ++number)
+            lines.append(QString("Page %1").arg(number));
+        view().logLines()->append(lines);
+    }
+
+    /// As on a machine without it.
+    void hideGhostscript() {
+        hasGhostscript_ = false;
+        view().appeared();
+    }
+
+    /// A button, by the space bar.
+    void press(const char* name) {
+        auto* button = window_->findChild<QQuickItem*>(name);
+        button->forceActiveFocus(Qt::TabFocusReason);
+        for (const auto type : {QEvent::KeyPress, QEvent::KeyRelease}) {
+            QKeyEvent event(type, Qt::Key_Space, Qt::NoModifier, " ");
+            QCoreApplication::sendEvent(window_.get(), &event);
+        }
+    }
+
     void select(int row) { view().selectJob(view().jobs()->at(row).id); }
 
     /// A whole run, in which the files whose names hold these words stop and fail.
@@ -153,15 +183,21 @@ public:
     }
 
 private:
+    std::optional<Ghostscript::Installation> installation() const {
+        if (!hasGhostscript_)
+            return std::nullopt;
+        return Ghostscript::Installation{ghostscript_.url()};
+    }
+
     TemporaryFolder folder_;
     TemporaryFolder temporaryDirectory_{folder_.path()};
     ScopedVariable configuration_{"XDG_CONFIG_HOME", (folder_ / "configuration").native()};
     ScopedVariable temporary_{"TMPDIR", temporaryDirectory_.path().native()};
     PosingGhostscript ghostscript_;
+    bool hasGhostscript_ = true;
     std::unique_ptr<ContentView> view_ = std::make_unique<ContentView>(
-        SettingsStore("screenshots"),
-        ContentView::Discovery{[this] { return Ghostscript::Installation{ghostscript_.url()}; },
-                               [] { return outputProfileURL(); }});
+        SettingsStore("screenshots"), ContentView::Discovery{[this] { return installation(); },
+                                                             [] { return outputProfileURL(); }});
     QQmlEngine engine_;
     std::unique_ptr<QQuickWindow> window_;
     /// Holds the theme as its property "object".
@@ -218,6 +254,27 @@ std::vector<State> states() {
          [](Scene& scene, const auto& takePicture) {
              scene.queueSamples();
              scene.view().setProperty("showingDetails", true);
+             takePicture();
+         }},
+        {"missing",
+         [](Scene& scene, const auto& takePicture) {
+             scene.hideGhostscript();
+             scene.queueSamples();
+             scene.view().setUseGhostscript(true);
+             scene.view().setProperty("showingDetails", true);
+             takePicture();
+         }},
+        {"menu",
+         [](Scene& scene, const auto& takePicture) {
+             scene.queueSamples();
+             scene.press("applicationMenu");
+             takePicture();
+         }},
+        {"many",
+         [](Scene& scene, const auto& takePicture) {
+             scene.queueMany();
+             scene.select(250);
+             scene.view().setProperty("consoleExpanded", true);
              takePicture();
          }},
         {"stopping",

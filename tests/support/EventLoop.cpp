@@ -11,6 +11,8 @@ bool EventLoop::runUntil(const std::function<bool()>& done) {
     QTimer limit; // only ends a failing test
     limit.setSingleShot(true);
     limit.start(1min);
+    QTimer tick; // so that a condition is asked again that no event brings about
+    tick.start(10ms);
     while (!done()) {
         if (!limit.isActive())
             return false;

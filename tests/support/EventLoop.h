@@ -6,14 +6,15 @@
 
 namespace Bleedwise::Testing {
 
-/// The application object of one test, with its event loop. The test's thread is the main thread.
+/// The application object of one test that needs no window, with its event loop. The test's thread
+/// is the main thread. The functions run the event loop of any application object.
 class EventLoop {
 public:
     /// Handles events until `done` holds. False when it does not for a minute.
-    bool runUntil(const std::function<bool()>& done);
+    static bool runUntil(const std::function<bool()>& done);
 
     /// Handles what has been posted so far.
-    void runOnce();
+    static void runOnce();
 
 private:
     static inline int argumentCount_ = 1;

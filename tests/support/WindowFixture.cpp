@@ -1,28 +1,15 @@
 #include "support/WindowFixture.h"
 
-#include <chrono>
-
-#include <QTimer>
+#include <QApplication>
 
 namespace Bleedwise::Testing {
 
-bool WindowFixture::runUntil(const std::function<bool()>& done) {
-    using namespace std::chrono_literals;
-    QTimer limit; // only ends a failing test
-    limit.setSingleShot(true);
-    limit.start(1min);
-    QTimer tick; // so that a condition is asked again that no event brings about
-    tick.start(10ms);
-    while (!done()) {
-        if (!limit.isActive())
-            return false;
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    }
-    return true;
-}
-
-void WindowFixture::runOnce() {
-    QCoreApplication::processEvents();
+WindowFixture::WindowFixture() {
+    static int argumentCount = 1;
+    static char name[] = "test";
+    static char* arguments[] = {name, nullptr};
+    static const auto* const application = new QApplication(argumentCount, arguments);
+    static_cast<void>(application);
 }
 
 } // namespace Bleedwise::Testing

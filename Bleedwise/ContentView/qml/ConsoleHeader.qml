@@ -94,11 +94,15 @@ RowLayout {
         down: gear.pressed || root.showingDetails
         onClicked: root.detailsToggled()
 
-        DetailsPopover {
-            objectName: "detailsPopover"
-            ghostscriptPath: root.ghostscriptPath
-            visible: root.showingDetails
-            onClosed: root.detailsClosed()
+        LazyLoader {
+            anchors.fill: parent
+            wanted: root.showingDetails
+            sourceComponent: DetailsPopover {
+                objectName: "detailsPopover"
+                ghostscriptPath: root.ghostscriptPath
+                visible: root.showingDetails
+                onClosed: root.detailsClosed()
+            }
         }
     }
 }

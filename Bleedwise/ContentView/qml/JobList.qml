@@ -3,7 +3,7 @@ import QtQuick.Templates as T
 
 // The queued files, one row each, in the order of the model. One Tab stop, followed by the buttons of
 // the selected row.
-T.Control {
+Item {
     id: root
 
     // The view model's list model.
@@ -23,7 +23,16 @@ T.Control {
     // Whether the keyboard is at the list or in one of its rows.
     readonly property bool holdsFocus: root.activeFocus || list.activeFocus
 
-    focusPolicy: Qt.TabFocus
+    // Whether the focus came by a click, which needs no ring to be seen.
+    property bool clicked: false
+    readonly property bool visualFocus: root.activeFocus && !root.clicked
+
+    activeFocusOnTab: true
+
+    onActiveFocusChanged: {
+        if (!root.activeFocus)
+            root.clicked = false;
+    }
 
     Accessible.role: Accessible.List
     Accessible.name: "Files"
@@ -40,6 +49,13 @@ T.Control {
             list.contentY = row.y - root.coveredHeight;
     }
 
+    // The selected row stays in sight when the list makes room for the console.
+    function keepSelection(previousHeight: real) {
+        const row = list.itemAtIndex(root.selectedIndex);
+        if (row && row.y < list.contentY + previousHeight && row.y + row.height > list.contentY)
+            root.showSelection();
+    }
+
     // A row that leaves takes the focus of its buttons with it.
     Connections {
         target: root.jobs
@@ -50,10 +66,13 @@ T.Control {
         }
     }
 
-    contentItem: ListView {
+    ListView {
         id: list
 
+        property real previousHeight: 0
+
         objectName: "list"
+        anchors.fill: parent
         clip: true
         leftMargin: 0
         topMargin: root.coveredHeight
@@ -64,6 +83,11 @@ T.Control {
         currentIndex: root.selectedIndex
         cacheBuffer: 600
         model: root.jobs
+
+        onHeightChanged: {
+            root.keepSelection(list.previousHeight);
+            list.previousHeight = list.height;
+        }
 
         T.ScrollBar.vertical: VerticalScrollBar {
             topPadding: root.coveredHeight
@@ -84,6 +108,7 @@ T.Control {
             widthEdited: row.model.widthEdited
             heightEdited: row.model.heightEdited
             bleedEdited: row.model.bleedEdited
+            summary: row.model.summary
             errorMessage: row.model.errorMessage
             hasOutput: row.model.outputURL.toString() !== ""
             selected: row.model.isSelected
@@ -92,6 +117,7 @@ T.Control {
             removable: root.changeable
 
             onSelectRequested: {
+                root.clicked = true;
                 root.forceActiveFocus(Qt.MouseFocusReason);
                 if (root.changeable)
                     root.selectRequested(row.model.jobID);

@@ -16,6 +16,8 @@ Item {
     required property bool widthEdited
     required property bool heightEdited
     required property bool bleedEdited
+    // The sizes or the error in words.
+    required property string summary
     required property string errorMessage
     required property bool hasOutput
     required property bool selected
@@ -29,7 +31,8 @@ Item {
     signal removeRequested
 
     // An error may be very long; a row shows its beginning, the help more of it.
-    readonly property string shownError: root.errorMessage.slice(0, 1000)
+    readonly property int longestError: 1000
+    readonly property string shownError: root.errorMessage.slice(0, root.longestError)
     readonly property bool failed: root.errorMessage !== ""
     readonly property string stateName: ["Pending", "Converting", "Completed", "Failed"][root.jobState] ?? ""
 
@@ -45,9 +48,6 @@ Item {
     Accessible.onPressAction: root.selectRequested()
 
     function spokenSummary(): string {
-        if (root.failed)
-            return root.shownError;
-        const sizes = `${root.widthMM}×${root.heightMM} mm · ${root.bleedMM} mm bleed`;
         const edited = [];
         if (root.widthEdited)
             edited.push("width");
@@ -55,7 +55,8 @@ Item {
             edited.push("height");
         if (root.bleedEdited)
             edited.push("bleed");
-        return edited.length > 0 ? `${sizes}. Manually edited: ${edited.join(", ")}` : sizes;
+        const words = root.summary.slice(0, root.longestError);
+        return root.failed || edited.length === 0 ? words : `${words}. Manually edited: ${edited.join(", ")}`;
     }
 
     // A mouse selects and never drags the list; a finger may do both.

@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Window
 import Bleedwise.Window
 
 // The program's window, without the desktop's frame.

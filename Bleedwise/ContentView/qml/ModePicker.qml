@@ -16,18 +16,39 @@ FocusScope {
     // A person has chosen another segment.
     signal chosen(int index)
 
-    implicitWidth: 160
+    // Room for the names in a desktop's largest fonts.
+    readonly property real widestName: root.widest(metrics.font)
+
+    implicitWidth: Math.max(160, Math.ceil((root.widestName + 16) * root.segments.length + 4))
     implicitHeight: Theme.scaled(28)
 
     Accessible.role: Accessible.Grouping
     Accessible.name: root.label
     Accessible.description: root.help
 
-    function choose(index) {
+    // Takes the font so that the answer follows it.
+    function widest(font: font): real {
+        return Math.max(0, ...root.segments.map(name => metrics.advanceWidth(name)));
+    }
+
+    function choose(index: int) {
         if (index < 0 || index >= root.segments.length || index === root.currentIndex)
             return;
+        const hadFocus = root.activeFocus;
         root.chosen(index);
+        if (hadFocus)
+            choices.itemAt(root.currentIndex).forceActiveFocus(Qt.MouseFocusReason);
+    }
+
+    function chooseByKey(index: int) {
+        root.choose(index);
         choices.itemAt(root.currentIndex).forceActiveFocus(Qt.TabFocusReason);
+    }
+
+    FontMetrics {
+        id: metrics
+
+        font: Theme.bodyFont
     }
 
     Rectangle {
@@ -96,8 +117,8 @@ FocusScope {
                 Accessible.onPressAction: root.choose(segment.index)
                 Accessible.onToggleAction: root.choose(segment.index)
 
-                Keys.onLeftPressed: root.choose(segment.index - 1)
-                Keys.onRightPressed: root.choose(segment.index + 1)
+                Keys.onLeftPressed: root.chooseByKey(segment.index - 1)
+                Keys.onRightPressed: root.chooseByKey(segment.index + 1)
 
                 contentItem: Text {
                     text: segment.text

@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Window
 
 // The edges and corners of the frameless window, by which it is resized.
 Item {

@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Window
 
 // A word or a number of a row's summary, as wide as its letters to the pixel of the screen, so that
 // the gaps between words are even.

@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Window
 
 // The slim strip at the top of the frameless window: the application menu, room to grab the window
 // by, and the window's buttons. Lies over the content, which fades out beneath it.
@@ -76,27 +75,48 @@ Item {
         symbol: "menu"
         help: "Application menu"
         opacity: root.window.active ? 1 : 0.6
-        down: pressed || menu.visible
+        down: pressed || menu.shown
         Accessible.role: Accessible.ButtonMenu
-        onClicked: menu.visible ? menu.close() : menu.open()
+        onClicked: menu.toggle()
 
-        PopupMenu {
+        LazyLoader {
             id: menu
 
-            y: menuButton.height + 4
-            closePolicy: PopupMenu.CloseOnEscape | PopupMenu.CloseOnPressOutsideParent
+            readonly property bool shown: menu.item?.visible ?? false
 
-            PopupMenuItem {
-                text: "About Bleedwise"
-                onTriggered: root.aboutRequested()
+            anchors.fill: parent
+            wanted: false
+
+            function toggle() {
+                if (menu.shown) {
+                    menu.item.close();
+                    return;
+                }
+                const byKey = menuButton.visualFocus;
+                menu.wanted = true;
+                menu.item.open();
+                // Who opens it by a key goes on by keys, and sees from where.
+                if (byKey)
+                    menu.item.currentIndex = 0;
             }
 
-            PopupMenuSeparator {}
+            sourceComponent: PopupMenu {
+                objectName: "menu"
+                y: menuButton.height + 4
+                closePolicy: PopupMenu.CloseOnEscape | PopupMenu.CloseOnPressOutsideParent
 
-            PopupMenuItem {
-                text: "Quit"
-                keys: "Ctrl+Q"
-                onTriggered: root.quitRequested()
+                PopupMenuItem {
+                    text: "About Bleedwise"
+                    onTriggered: root.aboutRequested()
+                }
+
+                PopupMenuSeparator {}
+
+                PopupMenuItem {
+                    text: "Quit"
+                    keys: "Ctrl+Q"
+                    onTriggered: root.quitRequested()
+                }
             }
         }
     }

@@ -198,7 +198,7 @@ FocusScope {
                 ModePicker {
                     objectName: "mode"
                     Layout.alignment: Qt.AlignVCenter
-                    segments: ["Native", "Raster"]
+                    segments: root.viewModel.conversionModeNames
                     currentIndex: root.viewModel.conversionModeBinding
                     onChosen: index => root.viewModel.conversionModeBinding = index
                 }
@@ -246,15 +246,17 @@ FocusScope {
                         NumberAnimation { duration: Theme.disclosureDuration; easing.type: Easing.InOutQuad }
                     }
 
-                    ConsoleLog {
+                    LazyLoader {
                         id: log
 
-                        objectName: "log"
                         y: 8
                         width: parent.width
-                        height: implicitHeight
-                        opacity: drawer.openness
-                        lines: root.viewModel.logLines
+                        wanted: root.viewModel.consoleExpanded
+                        sourceComponent: ConsoleLog {
+                            objectName: "log"
+                            opacity: drawer.openness
+                            lines: root.viewModel.logLines
+                        }
                     }
                 }
             }

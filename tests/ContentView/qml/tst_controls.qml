@@ -138,6 +138,19 @@ Item {
             compare(root.mode, 0);
         }
 
+        function test_aClickOnASegmentLeavesTheFocusWhereItIs() {
+            box.forceActiveFocus(Qt.TabFocusReason);
+            mouseClick(picker, root.mode === 0 ? 140 : 20, 10);
+            verify(box.activeFocus);
+        }
+
+        function test_aClickOnASegmentTakesTheRingFromThePicker() {
+            picker.forceActiveFocus(Qt.TabFocusReason);
+            mouseClick(picker, root.mode === 0 ? 140 : 20, 10);
+            verify(picker.activeFocus);
+            verify(!ring(picker).visible);
+        }
+
         function test_aSegmentIsChosenByKeys_data() {
             return [
                 { tag: "left", from: 1, key: Qt.Key_Left, to: 0 },
@@ -156,6 +169,12 @@ Item {
 
         function test_thePickerHasItsWidth() {
             compare(picker.width, 160);
+        }
+
+        function test_thePickerGrowsWithTheDesktopsFont() {
+            Theme.fontScale = 3;
+            verify(picker.implicitWidth > 160);
+            Theme.fontScale = 1;
         }
 
         function test_aBoxIsCheckedByAClick() {

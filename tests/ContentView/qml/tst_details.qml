@@ -25,6 +25,16 @@ Item {
         onDetailsClosed: root.showing = false
     }
 
+    Component {
+        id: freshHeader
+
+        ConsoleHeader {
+            consoleExpanded: false
+            showingDetails: false
+            ghostscriptPath: ""
+        }
+    }
+
     TestCase {
         id: test
 
@@ -36,7 +46,7 @@ Item {
             root.showing = false;
             root.expanded = false;
             root.path = "/usr/bin/gs";
-            tryVerify(() => !test.popover().visible);
+            tryVerify(() => !test.popover()?.visible);
         }
 
         function popover() {
@@ -45,6 +55,15 @@ Item {
 
         function part(name) {
             return findChild(popover().contentItem, name);
+        }
+
+        function test_isMadeWhenItIsFirstShown() {
+            const fresh = createTemporaryObject(freshHeader, root);
+            verify(!findChild(fresh, "detailsPopover"));
+            fresh.showingDetails = true;
+            verify(findChild(fresh, "detailsPopover"));
+            fresh.showingDetails = false;
+            verify(findChild(fresh, "detailsPopover"));
         }
 
         function test_opensAndClosesByItsButton() {
@@ -80,10 +99,12 @@ Item {
         }
 
         function test_namesTheColorProfile() {
+            root.showing = true;
             compare(part("profile").text, "FOGRA39 / ISO Coated v2 (ECI)");
         }
 
         function test_saysWhereGhostscriptIs() {
+            root.showing = true;
             compare(part("ghostscriptState").text, "Ghostscript ready");
             compare(part("ghostscriptDetail").text, "/usr/bin/gs");
             compare(part("ghostscriptSymbol").symbol, "checkmark-circle-fill");
@@ -92,6 +113,7 @@ Item {
 
         function test_saysHowToGetGhostscriptWhereItIsMissing() {
             root.path = "";
+            root.showing = true;
             compare(part("ghostscriptState").text, "Ghostscript not found");
             compare(part("ghostscriptDetail").text, "Install with Homebrew: brew install ghostscript");
             compare(part("ghostscriptSymbol").symbol, "exclamation-triangle-fill");

@@ -50,6 +50,7 @@ Item {
 
         function init() {
             jobs.clear();
+            list.anchors.bottomMargin = 0;
             list.selectedIndex = -1;
             list.changeable = true;
             view.forceLayout();
@@ -63,7 +64,7 @@ Item {
                     jobID: `job ${jobs.count}`, fileName: `poster ${jobs.count}.pdf`, state: 0,
                     widthMM: "105", heightMM: "148", bleedMM: "3",
                     widthEdited: false, heightEdited: false, bleedEdited: false,
-                    errorMessage: "", outputURL: "", isSelected: false, showsDivider: false
+                    summary: "105×148 mm · 3 mm bleed", errorMessage: "", outputURL: "", isSelected: false, showsDivider: false
                 });
             }
             view.forceLayout();
@@ -121,6 +122,26 @@ Item {
                 const row = test.row(499);
                 return row !== null && row.y + row.height <= test.view.contentY + test.view.height;
             });
+        }
+
+        function test_keepsTheSelectedRowInSightWhenItGetsLower() {
+            add(500);
+            list.selectedIndex = 400;
+            tryVerify(() => row(400) && row(400).y + row(400).height <= view.contentY + view.height);
+            list.anchors.bottomMargin = 150;
+            verify(row(400).y + row(400).height <= view.contentY + view.height);
+            list.anchors.bottomMargin = 0;
+        }
+
+        function test_staysWhereTheUserHasScrolledToWhenItGetsLower() {
+            add(500);
+            list.selectedIndex = 400;
+            tryVerify(() => row(400));
+            view.positionViewAtBeginning();
+            const before = view.contentY;
+            list.anchors.bottomMargin = 150;
+            compare(view.contentY, before);
+            list.anchors.bottomMargin = 0;
         }
 
         function test_bringsTheSelectedRowOutFromUnderTheStrip() {

@@ -20,6 +20,7 @@ Item {
         widthEdited: false
         heightEdited: false
         bleedEdited: false
+        summary: "105×148 mm · 3 mm bleed"
         errorMessage: ""
         hasOutput: false
         selected: false
@@ -186,10 +187,23 @@ Item {
         }
 
         function test_saysWhatItIs() {
-            row.widthEdited = true;
+            row.summary = "105×148 mm · 3 mm bleed";
             row.jobState = JobRow.State.Completed;
             compare(row.Accessible.name, "poster.pdf");
-            compare(row.Accessible.description, "Completed. 105×148 mm · 3 mm bleed. Manually edited: width");
+            compare(row.Accessible.description, "Completed. 105×148 mm · 3 mm bleed");
+        }
+
+        function test_saysWhichSizesWereEdited() {
+            row.summary = "107×148 mm · 3 mm bleed";
+            row.widthEdited = true;
+            compare(row.Accessible.description, "Pending. 107×148 mm · 3 mm bleed. Manually edited: width");
+        }
+
+        function test_saysItsErrorAlone() {
+            row.jobState = JobRow.State.Failed;
+            row.errorMessage = row.summary = "Could not open the input PDF.";
+            row.widthEdited = true;
+            compare(row.Accessible.description, "Failed. Could not open the input PDF.");
         }
     }
 }
