@@ -1,5 +1,6 @@
 #pragma once
 
+#include "PrintPrep/platform/FileDescriptor.h"
 #include "PrintPrep/raster/PageRenderer.h"
 
 #include <filesystem>
@@ -14,5 +15,8 @@ namespace Bleedwise::PopplerRenderer {
 /// Opens the PDF at `url`; its page count is at least 1. Nothing when it is not a regular file,
 /// is no PDF, has no pages or needs a password.
 std::unique_ptr<PageRenderer> open(const std::filesystem::path& url);
+
+/// The same for a file that is open for reading. `document` is closed with the renderer.
+std::unique_ptr<PageRenderer> open(FileDescriptor document);
 
 } // namespace Bleedwise::PopplerRenderer
