@@ -221,26 +221,45 @@ private:
                (available - workingMemory) / bytesPerPixel / std::max<std::uint64_t>(1, width);
     }
 
-    /// Draws the rows with some beside them, which are then left out.
+    /// Draws the rows with some beside them, which are then left out: all that there are when the
+    /// page turns out to need it.
     RenderResult renderBand(const RenderRequest& request, Page& page,
                             const OutputProfile& profile) {
         const std::int64_t rowBytes = 4 * request.size.width;
-        const bool hasRoom = (request.rowCount + 2 * margin) * rowBytes <= largestBitmap;
-        const std::int64_t end = request.firstRow + request.rowCount;
+        const std::int64_t room = largestBitmap / rowBytes;
+        const bool isWhole = request.rowCount == request.size.height;
+        if (!isWhole && canBeWhole(request) && request.page == indivisiblePage_)
+            return renderWider(request, page, profile, request.size.height);
+        RenderResult result =
+            renderWider(request, page, profile, request.rowCount + 2 * margin <= room ? margin : 0);
+        if (!device_ || !device_->takeDependsOnRows() || isWhole || !canBeWhole(request) ||
+            request.stop.stop_requested())
+            return result;
+        indivisiblePage_ = request.page;
+        return renderWider(request, page, profile, request.size.height);
+    }
+
+    static bool canBeWhole(const RenderRequest& request) {
+        return request.size.height <= largestBitmap / (4 * request.size.width);
+    }
+
+    RenderResult renderWider(const RenderRequest& request, Page& page, const OutputProfile& profile,
+                             std::int64_t rowsBeside) {
         RenderRequest wider = request;
-        if (hasRoom) {
-            wider.firstRow = std::max<std::int64_t>(0, request.firstRow - margin);
-            wider.rowCount = std::min(request.size.height, end + margin) - wider.firstRow;
-        }
-        RenderResult result = renderWithoutMargin(wider, page, profile);
+        wider.firstRow = std::max<std::int64_t>(0, request.firstRow - rowsBeside);
+        wider.rowCount =
+            std::min(request.size.height, request.firstRow + request.rowCount + rowsBeside) -
+            wider.firstRow;
+        RenderResult result = renderExactly(wider, page, profile);
+        const std::int64_t rowBytes = 4 * request.size.width;
         if (auto* pixels = std::get_if<PixelBuffer>(&result))
             pixels->crop(static_cast<std::size_t>((request.firstRow - wider.firstRow) * rowBytes),
                          static_cast<std::size_t>(request.rowCount * rowBytes));
         return result;
     }
 
-    RenderResult renderWithoutMargin(const RenderRequest& request, Page& page,
-                                     const OutputProfile& profile) {
+    RenderResult renderExactly(const RenderRequest& request, Page& page,
+                               const OutputProfile& profile) {
         const auto bytes = static_cast<std::size_t>(4 * request.size.width * request.rowCount);
         const Rectangle& visible = request.placement.visible;
         if (!(visible.width > 0) || !(visible.height > 0)) {
@@ -306,9 +325,18 @@ private:
         return bitmap;
     }
 
+    /// Why drawing might break off.
+    struct Reasons {
+        std::stop_token stop;
+        const Device& device;
+        /// Whether it is in vain when it depends on the rows drawn.
+        bool isPart;
+    };
+
     /// Poppler asks this between operators.
-    static bool isStopped(void* stopToken) {
-        return static_cast<const std::stop_token*>(stopToken)->stop_requested();
+    static bool isStopped(void* pointer) {
+        const auto& reasons = *static_cast<const Reasons*>(pointer);
+        return reasons.stop.stop_requested() || (reasons.isPart && reasons.device.dependsOnRows());
     }
 
     void interpret(const RenderRequest& request, Page& page, Device& device) {
@@ -323,12 +351,13 @@ private:
                                left + window.width, top);
         const PDFRectangle clip(visible.x, visible.y, visible.x + visible.width,
                                 visible.y + visible.height);
-        std::stop_token stop = request.stop;
+        Reasons reasons = {request.stop, device,
+                           request.rowCount < request.size.height && canBeWhole(request)};
         constexpr double pointsPerInch = 72;
         const double horizontal = pointsPerInch / pixelWidth;
         const double vertical = pointsPerInch / pixelHeight;
         Gfx interpreter(document_.get(), &device, request.page, page.getResourceDict(), horizontal,
-                        vertical, &box, &clip, 0, isStopped, &stop);
+                        vertical, &box, &clip, 0, isStopped, &reasons);
         Object contents = page.getContents();
         if (!contents.isNull())
             interpreter.display(&contents);
@@ -337,6 +366,8 @@ private:
     std::unique_ptr<DocumentFile> file_;
     std::unique_ptr<PDFDoc> document_;
     int pageCount_;
+    /// The page that was last found not to be the same when its rows are drawn apart.
+    int indivisiblePage_ = 0;
     std::unique_ptr<EmbeddedProfiles> profiles_;
     std::unique_ptr<ColorManager> colors_;
     std::unique_ptr<Device> device_;
