@@ -32,6 +32,10 @@ using RendererProtocol::Status;
 /// A smaller bitmap is drawn sooner than another process has started.
 constexpr std::int64_t worthAnotherProcess = 4 << 20;
 
+/// Every part of a page costs reading all of its images: from one image pixel for so many of the
+/// page's on, two processes are hardly faster than one and take nearly twice its time together.
+constexpr std::int64_t mostImagePixels = 2;
+
 /// What a process holds while it draws, beside the finished rows, is bounded by this.
 constexpr std::int64_t largestBand = 128 << 20;
 
@@ -165,6 +169,8 @@ public:
             const Reply reply = workers_.front()->helper.receive();
             if (reply.status != Status::done)
                 return std::nullopt;
+            pageOfImages_ = page;
+            imagePixels_ = reply.imagePixels;
             return reply.mediaBox;
         } catch (const RendererHelper::Failure&) {
             endProcesses();
@@ -208,15 +214,19 @@ private:
         workers_.back()->helper.send(request, document_.get(), options_.patience);
     }
 
-    /// As many as there is room for, when one cannot be started.
-    void addWorkersFor(const RenderRequest& request) {
-        const std::int64_t useful = 4 * request.size.width * request.rowCount / worthAnotherProcess;
+    /// How many processes are to draw; so many there are then.
+    std::int64_t workersFor(const RenderRequest& request) {
+        const std::int64_t pixels = request.size.width * request.rowCount;
+        if (request.page == pageOfImages_ && imagePixels_ > pixels / mostImagePixels)
+            return 1;
+        const std::int64_t useful = std::max<std::int64_t>(1, 4 * pixels / worthAnotherProcess);
+        const std::int64_t count = std::min<std::int64_t>(options_.processes, useful);
         try {
-            while (workers_.size() < options_.processes &&
-                   static_cast<std::int64_t>(workers_.size()) < useful)
+            while (static_cast<std::int64_t>(workers_.size()) < count)
                 addWorker();
-        } catch (const FileSystemError&) {
+        } catch (const FileSystemError&) { // fewer do as well
         }
+        return std::min(count, static_cast<std::int64_t>(workers_.size()));
     }
 
     void endProcesses() noexcept {
@@ -245,13 +255,14 @@ private:
     std::optional<RenderFailure> draw(const RenderRequest& request, const OutputProfile& profile,
                                       const SharedMemory& memory) {
         const StopSignal stop(request.stop);
-        addWorkersFor(request);
-        Bands bands(request, static_cast<std::int64_t>(workers_.size()));
+        const std::int64_t count = workersFor(request);
+        Bands bands(request, count);
         std::optional<RenderFailure> failure;
         for (;;) {
-            for (const auto& worker : workers_) {
-                if (!worker->isDrawing && !bands.isEmpty() && !failure)
-                    handOver(*worker, bands.take(), profile, memory);
+            for (std::int64_t index = 0; index < count; ++index) {
+                Worker& worker = *workers_[static_cast<std::size_t>(index)];
+                if (!worker.isDrawing && !bands.isEmpty() && !failure)
+                    handOver(worker, bands.take(), profile, memory);
             }
             if (std::none_of(workers_.begin(), workers_.end(),
                              [](const auto& worker) { return worker->helper.outstanding() > 0; }))
@@ -270,6 +281,9 @@ private:
     const FileDescriptor document_;
     const Options options_;
     int pageCount_ = 0;
+    /// What the page asked for last has in images.
+    int pageOfImages_ = 0;
+    std::int64_t imagePixels_ = 0;
     /// The first one answers questions. None are left after a failure or a stop request.
     Workers workers_;
 };

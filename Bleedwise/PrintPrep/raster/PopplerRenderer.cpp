@@ -120,7 +120,7 @@ private:
     std::unique_ptr<GooFile> reader_;
 };
 
-class Renderer final : public PageRenderer {
+class Renderer final : public PopplerRenderer::Document {
 public:
     Renderer(std::unique_ptr<DocumentFile> file, std::unique_ptr<PDFDoc> document)
         : file_(std::move(file)), document_(std::move(document)),
@@ -141,6 +141,16 @@ public:
             return mediaBoxOf(number);
         } catch (const std::exception&) {
             return std::nullopt;
+        }
+    }
+
+    std::int64_t imagePixels(int number) override {
+        const PopplerCall call;
+        try {
+            Page* page = pageNumber(number);
+            return page ? imagePixelsOf(*page) : 0;
+        } catch (const std::exception&) {
+            return 0;
         }
     }
 
@@ -172,6 +182,22 @@ private:
             !(result.width > 0) || !(result.height > 0))
             return std::nullopt;
         return result;
+    }
+
+    static std::int64_t imagePixelsOf(Page& page) {
+        Dict* resources = page.getResourceDict();
+        const Object objects = resources ? resources->lookup("XObject") : Object(objNull);
+        double pixels = 0;
+        for (int i = 0; objects.isDict() && i < objects.dictGetLength(); ++i) {
+            const Object object = objects.dictGetVal(i);
+            const Dict* image = object.isStream() ? object.streamGetDict() : nullptr;
+            if (!image || !image->lookup("Subtype").isName("Image"))
+                continue;
+            pixels += std::abs(image->lookup("Width").getNumWithDefaultValue(0) *
+                               image->lookup("Height").getNumWithDefaultValue(0));
+        }
+        constexpr double most = 1LL << 40;
+        return static_cast<std::int64_t>(std::min(pixels, most));
     }
 
     Page* pageNumber(int number) {
@@ -375,12 +401,12 @@ private:
 
 } // namespace
 
-std::unique_ptr<PageRenderer> PopplerRenderer::open(const std::filesystem::path& url) {
+std::unique_ptr<PopplerRenderer::Document> PopplerRenderer::open(const std::filesystem::path& url) {
     // Without O_NONBLOCK, opening a named pipe that nobody writes to would wait for ever.
     return open(FileDescriptor(::open(url.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)));
 }
 
-std::unique_ptr<PageRenderer> PopplerRenderer::open(FileDescriptor document) {
+std::unique_ptr<PopplerRenderer::Document> PopplerRenderer::open(FileDescriptor document) {
     const PopplerCall call;
     try {
         auto file = std::make_unique<DocumentFile>(std::move(document));

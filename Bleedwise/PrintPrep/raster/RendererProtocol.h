@@ -20,7 +20,7 @@ inline constexpr std::uint32_t version = 1;
 enum class Kind : std::uint32_t {
     /// Attached: a document for reading. The reply has its page count.
     openDocument = 1,
-    /// The reply has the page's media box.
+    /// The reply has the page's media box, and the number of pixels in its images.
     mediaBox,
     /// Attached: an ICC profile as finished `SharedMemory`, of `size.width` bytes.
     setProfile,
@@ -57,12 +57,13 @@ struct Reply {
     std::uint32_t version = RendererProtocol::version;
     Status status = Status::failed;
     std::int64_t pageCount = 0;
+    std::int64_t imagePixels = 0;
     Rectangle mediaBox;
 };
 
 // What is sent is all of the bytes: none of them may be padding, whose content is anybody's guess.
 static_assert(sizeof(Request) == 8 + 8 + 2 * 8 + 8 * 8 + 3 * 8);
-static_assert(sizeof(Reply) == 8 + 8 + 4 * 8);
+static_assert(sizeof(Reply) == 8 + 2 * 8 + 4 * 8);
 static_assert(std::is_trivially_copyable_v<Request> && std::is_trivially_copyable_v<Reply>);
 
 /// More pages than a document has objects at most (ISO 32000-1, table C.1) are none.

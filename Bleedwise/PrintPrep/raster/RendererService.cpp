@@ -96,6 +96,7 @@ private:
         const auto box = document_ ? document_->mediaBox(page) : std::nullopt;
         reply.status = box ? Status::done : Status::notThere;
         reply.mediaBox = box.value_or(Rectangle());
+        reply.imagePixels = box ? document_->imagePixels(page) : 0;
         return reply;
     }
 
@@ -129,7 +130,7 @@ private:
         return reply;
     }
 
-    std::unique_ptr<PageRenderer> document_;
+    std::unique_ptr<PopplerRenderer::Document> document_;
     std::optional<OutputProfile> profile_;
 };
 
