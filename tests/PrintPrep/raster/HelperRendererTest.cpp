@@ -222,7 +222,7 @@ protected:
         std::filesystem::create_symlink(MISBEHAVING_RENDERER, helper);
         // Those that are silent are waited for; the others answer, or are gone, long before.
         const bool isSilent = std::string(GetParam()).starts_with("is-silent");
-        return {.executable = helper, .processes = 2, .patience = isSilent ? 50ms : 60'000ms};
+        return {.executable = helper, .processes = 2, .patience = isSilent ? 1s : 60s};
     }
 
     std::unique_ptr<PageRenderer> open() const {
