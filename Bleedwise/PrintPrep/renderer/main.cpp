@@ -12,7 +12,7 @@ namespace {
 
 /// The sanitizers reserve terabytes of addresses.
 std::uint64_t memoryLimit() {
-#ifdef BLEEDWISE_SANITIZED
+#ifdef __SANITIZE_ADDRESS__
     return Bleedwise::Sandbox::unlimitedMemory;
 #else
     return Bleedwise::availableMemory();
