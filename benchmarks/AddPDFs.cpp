@@ -122,7 +122,8 @@ int main(int argc, char** argv) {
         fail("usage: add-pdfs RUNS FOLDER SAMPLE ...");
     const Paths files = makeFiles(std::filesystem::absolute(argv[2]), Paths(argv + 3, argv + argc));
 
-    // The view model's calls bring Poppler up; afterwards its messages go the way they do there.
+    globalParams = std::make_unique<GlobalParams>();
+    setErrorCallback([](ErrorCategory, Goffset, const char*) {});
     std::vector<double> ratios;
     std::vector<double> adding;
     std::vector<double> opening;

@@ -5,10 +5,11 @@
 #include "PrintPrep/platform/FileSystemError.h"
 #include "PrintPrep/platform/MappedFile.h"
 #include "PrintPrep/platform/OperationStopped.h"
+#include "PrintPrep/raster/HelperRenderer.h"
 #include "PrintPrep/raster/ImagePDFWriter.h"
-#include "PrintPrep/raster/PopplerRenderer.h"
 
 #include <cerrno>
+#include <future>
 #include <memory>
 #include <optional>
 #include <string>
@@ -33,6 +34,14 @@ OutputProfile readProfile(const std::filesystem::path& url) {
     return std::move(*profile);
 }
 
+/// The profile, or its failure, for later: it is the document's failure that counts first.
+std::future<OutputProfile> readMeanwhile(const std::filesystem::path& url) {
+    std::packaged_task<OutputProfile()> reading([&url] { return readProfile(url); });
+    std::future<OutputProfile> result = reading.get_future();
+    reading();
+    return result;
+}
+
 /// Whether removing `outputURL` would remove the input.
 bool isSameFile(const std::filesystem::path& inputURL, const std::filesystem::path& outputURL) {
     std::error_code error;
@@ -47,13 +56,16 @@ void write(const std::filesystem::path& inputURL, const std::filesystem::path& o
     if (isSameFile(inputURL, outputURL))
         throw PrintPrepError::couldNotOpenPDF();
     removeExisting(outputURL);
-    const std::unique_ptr<PageRenderer> document = PopplerRenderer::open(inputURL);
+    HelperRenderer::Opening opening(inputURL);
+    std::future<OutputProfile> reading = readMeanwhile(profileURL);
+    const std::unique_ptr<PageRenderer> document = opening.finish();
     if (!document)
         throw PrintPrepError::couldNotOpenPDF();
-    const OutputProfile profile = readProfile(profileURL);
+    const OutputProfile profile = reading.get();
     ImagePDFWriter writer(outputURL, profile, settings);
 
     for (int number = 1; number <= document->pageCount(); ++number) {
+        throwIfStopped(stop);
         const std::optional<Rectangle> mediaBox = document->mediaBox(number);
         if (!mediaBox)
             continue;

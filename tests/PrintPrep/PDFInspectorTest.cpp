@@ -5,9 +5,15 @@
 #include "support/TemporaryFolder.h"
 #include "support/TestPDF.h"
 
+#include <csignal>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <optional>
 #include <ostream>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -140,6 +146,30 @@ TEST(PDFInspector, HasNothingOfADamagedStart) {
     const std::string whole = Testing::smallPDF();
     for (std::size_t length = 0; length < whole.find("/MediaBox"); ++length)
         EXPECT_EQ(sizeOf(whole.substr(0, length)), std::nullopt) << length;
+}
+
+/// The processes that this thread has started.
+std::vector<pid_t> children() {
+    std::ifstream file("/proc/thread-self/children");
+    return {std::istream_iterator<pid_t>(file), {}};
+}
+
+TEST(PDFInspector, MeasuresTheNextDocumentWhenItsProcessHasDied) {
+    const TemporaryFolder folder;
+    const path file = folder.file("a.pdf", TestPDF::ofPage({"", "", "0 0 72 144"}));
+    PDFInspector::firstPageSizeMM(file);
+    for (const pid_t process : children())
+        ::kill(process, SIGKILL);
+    expectSize(PDFInspector::firstPageSizeMM(file), inch, 2 * inch);
+}
+
+TEST(PDFInspector, MeasuresInAnyThread) {
+    const TemporaryFolder folder;
+    const path file = folder.file("a.pdf", TestPDF::ofPage({"", "", "0 0 72 144"}));
+    std::optional<PageSizeMM> there;
+    std::thread([&] { there = PDFInspector::firstPageSizeMM(file); }).join();
+    expectSize(there, inch, 2 * inch);
+    expectSize(PDFInspector::firstPageSizeMM(file), inch, 2 * inch);
 }
 
 class OddName : public testing::TestWithParam<const char*> {};

@@ -3,13 +3,14 @@
 #include "PrintPrep/platform/FileDescriptor.h"
 #include "PrintPrep/platform/FileSystemError.h"
 #include "PrintPrep/platform/OperationStopped.h"
+#include "PrintPrep/platform/StopSignal.h"
 
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <functional>
 #include <string_view>
+#include <system_error>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -90,15 +91,6 @@ enum class Group {
 /// What a child counts as having ended with when the kernel no longer knows: a failure.
 constexpr int unknownStatus = 255;
 
-/// Makes the kernel keep the statuses of ended children. A caller may have left SIGCHLD ignored,
-/// which outlives exec; the kernel then forgets each child at once.
-void keepStatuses() noexcept {
-    struct sigaction action = {};
-    ::sigaction(SIGCHLD, nullptr, &action);
-    if (action.sa_handler == SIG_IGN || (action.sa_flags & SA_NOCLDWAIT) != 0)
-        ::signal(SIGCHLD, SIG_DFL);
-}
-
 /// A started child: killed, with its own group, and reaped when it goes out of scope before
 /// `wait()` was called.
 class Child {
@@ -128,23 +120,6 @@ public:
 private:
     pid_t process_;
     Group group_;
-};
-
-/// A pipe that can be read from as soon as a stop is requested.
-class StopSignal {
-public:
-    StopSignal(const std::stop_token& stop, const std::filesystem::path& executable)
-        : pipe_(stop.stop_possible() ? makePipe(executable) : Pipe()),
-          callback_(stop, [writeEnd = pipe_.writeEnd.get()] {
-              [[maybe_unused]] const ssize_t written = ::write(writeEnd, "", 1);
-          }) {}
-
-    /// −1 when nobody can request a stop.
-    int descriptor() const { return pipe_.readEnd.get(); }
-
-private:
-    Pipe pipe_;
-    std::stop_callback<std::function<void()>> callback_;
 };
 
 /// Appends what one read gives. False at the end of the pipe, or when it is empty for now.
@@ -184,7 +159,23 @@ std::string readWhileRunning(int pipe, pid_t process, const StopSignal& stop) {
     }
 }
 
+/// What is told of a start that fails for want of descriptors.
+StopSignal signalOf(const std::stop_token& stop, const std::filesystem::path& executable) {
+    try {
+        return StopSignal(stop);
+    } catch (const std::system_error& error) {
+        throw FileSystemError("start", executable, error.code().value());
+    }
+}
+
 } // namespace
+
+void keepStatuses() noexcept {
+    struct sigaction action = {};
+    ::sigaction(SIGCHLD, nullptr, &action);
+    if (action.sa_handler == SIG_IGN || (action.sa_flags & SA_NOCLDWAIT) != 0)
+        ::signal(SIGCHLD, SIG_DFL);
+}
 
 Outcome run(const std::filesystem::path& executable, const std::vector<std::string>& arguments,
             const std::vector<EnvironmentVariable>& changes, const std::stop_token& stop) {
@@ -198,7 +189,7 @@ Outcome run(const std::filesystem::path& executable, const std::vector<std::stri
     keepStatuses();
     Pipe output = makePipe(executable);
     Pipe failure = makePipe(executable);
-    const StopSignal stopSignal(stop, executable);
+    const StopSignal stopSignal = signalOf(stop, executable);
     const Group group = stop.stop_possible() ? Group::own : Group::parents;
     const pid_t parent = ::getpid();
     const pid_t process = ::fork();

@@ -28,8 +28,7 @@ using EnvironmentVariable = std::pair<std::string, std::string>;
 /// reaped on every way out of this function. Descendants that outlive the child and still hold the
 /// pipe do not delay the return.
 ///
-/// An ignored SIGCHLD is set back to its default for the process, since the kernel keeps no exit
-/// statuses otherwise.
+/// Calls `keepStatuses()`.
 ///
 /// A stop request kills the child, and `OperationStopped` is thrown. So that nothing which the
 /// child started stays behind either, a child that can be stopped has a process group of its own.
@@ -37,5 +36,10 @@ using EnvironmentVariable = std::pair<std::string, std::string>;
 /// Throws `FileSystemError` when the program cannot be started.
 Outcome run(const std::filesystem::path& executable, const std::vector<std::string>& arguments,
             const std::vector<EnvironmentVariable>& changes, const std::stop_token& stop = {});
+
+/// Sets an ignored SIGCHLD back to its default for the process. A caller may have left it ignored,
+/// which outlives exec; the kernel then forgets each child at once, and its number may be another
+/// process's by the time that it is waited for.
+void keepStatuses() noexcept;
 
 } // namespace Bleedwise::ChildProcess

@@ -28,11 +28,17 @@ OutputProfile::OutputProfile(std::string bytes, Profile profile)
     : bytes_(std::make_shared<const std::string>(std::move(bytes))), profile_(std::move(profile)) {}
 
 std::optional<OutputProfile> OutputProfile::fromBytes(std::string bytes) {
+    auto result = fromTrustedBytes(std::move(bytes));
+    // A profile may have an intact header and no tables to separate with.
+    if (result &&
+        !ColorConverter::create(Profile::sRGB(), result->profile(), Intent::relativeColorimetric))
+        return std::nullopt;
+    return result;
+}
+
+std::optional<OutputProfile> OutputProfile::fromTrustedBytes(std::string bytes) {
     auto profile = isWhole(bytes) ? Profile::fromBytes(bytes) : std::nullopt;
     if (!profile || profile->space() != Profile::Space::cmyk)
-        return std::nullopt;
-    // A profile may have an intact header and no tables to separate with.
-    if (!ColorConverter::create(Profile::sRGB(), *profile, Intent::relativeColorimetric))
         return std::nullopt;
     return OutputProfile(std::move(bytes), std::move(*profile));
 }

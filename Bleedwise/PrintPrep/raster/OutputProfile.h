@@ -15,6 +15,9 @@ public:
     /// Nothing when `bytes` are not an ICC profile that separates into CMYK.
     static std::optional<OutputProfile> fromBytes(std::string bytes);
 
+    /// The same without trying whether they do, which takes as long as drawing a small page.
+    static std::optional<OutputProfile> fromTrustedBytes(std::string bytes);
+
     const Profile& profile() const noexcept { return profile_; }
     /// The profile exactly as it was given.
     const std::string& bytes() const noexcept { return *bytes_; }

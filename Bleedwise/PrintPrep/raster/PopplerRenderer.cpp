@@ -16,7 +16,6 @@
 #include <mutex>
 #include <new>
 #include <optional>
-#include <system_error>
 #include <utility>
 
 #include <Error.h>
@@ -24,7 +23,13 @@
 #include <GlobalParams.h>
 #include <PDFDoc.h>
 #include <Page.h>
+#include <Stream.h>
+#include <goo/gfile.h>
 #include <splash/SplashBitmap.h>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
 
 namespace Bleedwise {
 namespace {
@@ -66,13 +71,60 @@ constexpr std::int64_t bytesPerPixel = 5;
 /// corners, away from the page's edges.
 constexpr double tieBreaker = 0x1p-20;
 
+/// Rows that are drawn beside those wanted: a shape's outline, which is cut off some way outside of
+/// the bitmap, covers the rows at its edges a little differently from how it covers them elsewhere.
+constexpr std::int64_t margin = 4;
+
 /// What drawing needs beside the bitmap, at least: fonts, images, transparency groups.
 constexpr std::uint64_t workingMemory = 64ULL << 20U;
 
-class Renderer final : public PageRenderer {
+/// A document's bytes, mapped where there is room for it: Poppler reads a file in pieces of 256
+/// bytes, with a system call for each.
+class DocumentFile {
 public:
-    explicit Renderer(std::unique_ptr<PDFDoc> document)
-        : document_(std::move(document)), pageCount_(document_->getNumPages()) {}
+    explicit DocumentFile(FileDescriptor file) : file_(std::move(file)) {
+        struct stat status = {};
+        if (::fstat(file_.get(), &status) != 0 || !S_ISREG(status.st_mode))
+            return;
+        isRegular_ = true;
+        size_ = status.st_size;
+        if (size_ > 0)
+            mapping_ = ::mmap(nullptr, mappedSize(), PROT_READ, MAP_PRIVATE, file_.get(), 0);
+    }
+    DocumentFile(const DocumentFile&) = delete;
+    DocumentFile& operator=(const DocumentFile&) = delete;
+    ~DocumentFile() {
+        if (mapping_ != MAP_FAILED)
+            ::munmap(mapping_, mappedSize());
+    }
+
+    bool isRegular() const { return isRegular_; }
+
+    /// The whole file, as a PDF document takes it over. It must not outlive this object.
+    std::unique_ptr<BaseStream> stream() {
+        if (mapping_ != MAP_FAILED)
+            return std::make_unique<MemStream>(static_cast<const char*>(mapping_), 0, size_,
+                                               Object(objNull));
+        if (!reader_)
+            reader_ = GooFile::open(::fcntl(file_.get(), F_DUPFD_CLOEXEC, 0));
+        return std::make_unique<FileStream>(reader_.get(), 0, false, size_, Object(objNull));
+    }
+
+private:
+    std::size_t mappedSize() const { return static_cast<std::size_t>(size_); }
+
+    FileDescriptor file_;
+    bool isRegular_ = false;
+    Goffset size_ = 0;
+    void* mapping_ = MAP_FAILED;
+    std::unique_ptr<GooFile> reader_;
+};
+
+class Renderer final : public PopplerRenderer::Document {
+public:
+    Renderer(std::unique_ptr<DocumentFile> file, std::unique_ptr<PDFDoc> document)
+        : file_(std::move(file)), document_(std::move(document)),
+          pageCount_(document_->getNumPages()) {}
 
     ~Renderer() override {
         const PopplerCall call;
@@ -89,6 +141,16 @@ public:
             return mediaBoxOf(number);
         } catch (const std::exception&) {
             return std::nullopt;
+        }
+    }
+
+    std::int64_t imagePixels(int number) override {
+        const PopplerCall call;
+        try {
+            Page* page = pageNumber(number);
+            return page ? imagePixelsOf(*page) : 0;
+        } catch (const std::exception&) {
+            return 0;
         }
     }
 
@@ -122,6 +184,22 @@ private:
         return result;
     }
 
+    static std::int64_t imagePixelsOf(Page& page) {
+        Dict* resources = page.getResourceDict();
+        const Object objects = resources ? resources->lookup("XObject") : Object(objNull);
+        double pixels = 0;
+        for (int i = 0; objects.isDict() && i < objects.dictGetLength(); ++i) {
+            const Object object = objects.dictGetVal(i);
+            const Dict* image = object.isStream() ? object.streamGetDict() : nullptr;
+            if (!image || !image->lookup("Subtype").isName("Image"))
+                continue;
+            pixels += std::abs(image->lookup("Width").getNumWithDefaultValue(0) *
+                               image->lookup("Height").getNumWithDefaultValue(0));
+        }
+        constexpr double most = 1LL << 40;
+        return static_cast<std::int64_t>(std::min(pixels, most));
+    }
+
     Page* pageNumber(int number) {
         Page* page = number >= 1 && number <= pageCount_ ? document_->getPage(number) : nullptr;
         return page && page->isOk() ? page : nullptr;
@@ -137,7 +215,8 @@ private:
         const std::int64_t rowBytes = 4 * request.size.width;
         if (rowBytes > largestBitmap || !fitsMemory(request))
             return RenderFailure::tooLarge;
-        const std::int64_t mostRows = largestBitmap / rowBytes;
+        const std::int64_t mostRows =
+            std::max<std::int64_t>(1, largestBitmap / rowBytes - 2 * margin);
         if (request.rowCount <= mostRows)
             return renderBand(request, page, profile);
 
@@ -168,8 +247,45 @@ private:
                (available - workingMemory) / bytesPerPixel / std::max<std::uint64_t>(1, width);
     }
 
+    /// Draws the rows with some beside them, which are then left out: all that there are when the
+    /// page turns out to need it.
     RenderResult renderBand(const RenderRequest& request, Page& page,
                             const OutputProfile& profile) {
+        const std::int64_t rowBytes = 4 * request.size.width;
+        const std::int64_t room = largestBitmap / rowBytes;
+        const bool isWhole = request.rowCount == request.size.height;
+        if (!isWhole && canBeWhole(request) && request.page == indivisiblePage_)
+            return renderWider(request, page, profile, request.size.height);
+        RenderResult result =
+            renderWider(request, page, profile, request.rowCount + 2 * margin <= room ? margin : 0);
+        if (!device_ || !device_->takeDependsOnRows() || isWhole || !canBeWhole(request) ||
+            request.stop.stop_requested())
+            return result;
+        indivisiblePage_ = request.page;
+        return renderWider(request, page, profile, request.size.height);
+    }
+
+    static bool canBeWhole(const RenderRequest& request) {
+        return request.size.height <= largestBitmap / (4 * request.size.width);
+    }
+
+    RenderResult renderWider(const RenderRequest& request, Page& page, const OutputProfile& profile,
+                             std::int64_t rowsBeside) {
+        RenderRequest wider = request;
+        wider.firstRow = std::max<std::int64_t>(0, request.firstRow - rowsBeside);
+        wider.rowCount =
+            std::min(request.size.height, request.firstRow + request.rowCount + rowsBeside) -
+            wider.firstRow;
+        RenderResult result = renderExactly(wider, page, profile);
+        const std::int64_t rowBytes = 4 * request.size.width;
+        if (auto* pixels = std::get_if<PixelBuffer>(&result))
+            pixels->crop(static_cast<std::size_t>((request.firstRow - wider.firstRow) * rowBytes),
+                         static_cast<std::size_t>(request.rowCount * rowBytes));
+        return result;
+    }
+
+    RenderResult renderExactly(const RenderRequest& request, Page& page,
+                               const OutputProfile& profile) {
         const auto bytes = static_cast<std::size_t>(4 * request.size.width * request.rowCount);
         const Rectangle& visible = request.placement.visible;
         if (!(visible.width > 0) || !(visible.height > 0)) {
@@ -235,9 +351,18 @@ private:
         return bitmap;
     }
 
+    /// Why drawing might break off.
+    struct Reasons {
+        std::stop_token stop;
+        const Device& device;
+        /// Whether it is in vain when it depends on the rows drawn.
+        bool isPart;
+    };
+
     /// Poppler asks this between operators.
-    static bool isStopped(void* stopToken) {
-        return static_cast<const std::stop_token*>(stopToken)->stop_requested();
+    static bool isStopped(void* pointer) {
+        const auto& reasons = *static_cast<const Reasons*>(pointer);
+        return reasons.stop.stop_requested() || (reasons.isPart && reasons.device.dependsOnRows());
     }
 
     void interpret(const RenderRequest& request, Page& page, Device& device) {
@@ -252,19 +377,23 @@ private:
                                left + window.width, top);
         const PDFRectangle clip(visible.x, visible.y, visible.x + visible.width,
                                 visible.y + visible.height);
-        std::stop_token stop = request.stop;
+        Reasons reasons = {request.stop, device,
+                           request.rowCount < request.size.height && canBeWhole(request)};
         constexpr double pointsPerInch = 72;
         const double horizontal = pointsPerInch / pixelWidth;
         const double vertical = pointsPerInch / pixelHeight;
         Gfx interpreter(document_.get(), &device, request.page, page.getResourceDict(), horizontal,
-                        vertical, &box, &clip, 0, isStopped, &stop);
+                        vertical, &box, &clip, 0, isStopped, &reasons);
         Object contents = page.getContents();
         if (!contents.isNull())
             interpreter.display(&contents);
     }
 
+    std::unique_ptr<DocumentFile> file_;
     std::unique_ptr<PDFDoc> document_;
     int pageCount_;
+    /// The page that was last found not to be the same when its rows are drawn apart.
+    int indivisiblePage_ = 0;
     std::unique_ptr<EmbeddedProfiles> profiles_;
     std::unique_ptr<ColorManager> colors_;
     std::unique_ptr<Device> device_;
@@ -272,16 +401,21 @@ private:
 
 } // namespace
 
-std::unique_ptr<PageRenderer> PopplerRenderer::open(const std::filesystem::path& url) {
+std::unique_ptr<PopplerRenderer::Document> PopplerRenderer::open(const std::filesystem::path& url) {
+    // Without O_NONBLOCK, opening a named pipe that nobody writes to would wait for ever.
+    return open(FileDescriptor(::open(url.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)));
+}
+
+std::unique_ptr<PopplerRenderer::Document> PopplerRenderer::open(FileDescriptor document) {
     const PopplerCall call;
-    std::error_code error;
-    if (!std::filesystem::is_regular_file(url, error))
-        return nullptr;
     try {
-        auto document = std::make_unique<PDFDoc>(std::make_unique<GooString>(url.native()));
-        if (!document->isOk() || document->getNumPages() < 1)
+        auto file = std::make_unique<DocumentFile>(std::move(document));
+        if (!file->isRegular())
             return nullptr;
-        return std::make_unique<Renderer>(std::move(document));
+        auto opened = std::make_unique<PDFDoc>(file->stream().release());
+        if (!opened->isOk() || opened->getNumPages() < 1)
+            return nullptr;
+        return std::make_unique<Renderer>(std::move(file), std::move(opened));
     } catch (const std::exception&) { // such as a damaged document's idea of a length
         return nullptr;
     }

@@ -1,7 +1,9 @@
 #pragma once
 
+#include "PrintPrep/platform/FileDescriptor.h"
 #include "PrintPrep/raster/PageRenderer.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 
@@ -11,8 +13,18 @@
 /// another. While one runs, the process's standard output and standard error lead nowhere.
 namespace Bleedwise::PopplerRenderer {
 
+class Document : public PageRenderer {
+public:
+    /// How many pixels the images have that the page names, which is what reading them costs
+    /// whatever part of the page is drawn.
+    virtual std::int64_t imagePixels(int page) = 0;
+};
+
 /// Opens the PDF at `url`; its page count is at least 1. Nothing when it is not a regular file,
 /// is no PDF, has no pages or needs a password.
-std::unique_ptr<PageRenderer> open(const std::filesystem::path& url);
+std::unique_ptr<Document> open(const std::filesystem::path& url);
+
+/// The same for a file that is open for reading. `document` is closed with the renderer.
+std::unique_ptr<Document> open(FileDescriptor document);
 
 } // namespace Bleedwise::PopplerRenderer

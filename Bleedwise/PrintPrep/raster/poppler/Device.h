@@ -52,6 +52,13 @@ public:
             layOnBlankPaper(*getBitmap());
     }
 
+    /// Whether, since the last call, something was painted that may look different when other rows
+    /// are drawn with it. Poppler's own shadings begin at the uppermost row that the clip lets
+    /// through: their colours are taken at steps from there, and it depends on rounding whether the
+    /// row's ends are smoothed.
+    bool takeDependsOnRows() { return std::exchange(dependsOnRows_, false); }
+    bool dependsOnRows() const { return dependsOnRows_; }
+
     // Colour spaces are replaced here and not in `updateFillColorSpace`, after which the
     // interpreter still uses the one that it has set.
     void updateFillColor(GfxState* state) override {
@@ -210,19 +217,24 @@ public:
 
     bool functionShadedFill(GfxState* state, GfxFunctionShading* shading) override {
         const auto managed = managedSpace(state, *shading);
+        dependsOnRows_ = true;
         return SplashOutputDev::functionShadedFill(state, shading);
     }
     bool axialShadedFill(GfxState* state, GfxAxialShading* shading, double first,
                          double last) override {
         const auto managed = managedSpace(state, *shading);
-        return fillRamp(state, *shading, AxialPosition(*shading)) ||
-               SplashOutputDev::axialShadedFill(state, shading, first, last);
+        if (fillRamp(state, *shading, AxialPosition(*shading)))
+            return true;
+        dependsOnRows_ = true;
+        return SplashOutputDev::axialShadedFill(state, shading, first, last);
     }
     bool radialShadedFill(GfxState* state, GfxRadialShading* shading, double first,
                           double last) override {
         const auto managed = managedSpace(state, *shading);
-        return fillRamp(state, *shading, RadialPosition(*shading)) ||
-               SplashOutputDev::radialShadedFill(state, shading, first, last);
+        if (fillRamp(state, *shading, RadialPosition(*shading)))
+            return true;
+        dependsOnRows_ = true;
+        return SplashOutputDev::radialShadedFill(state, shading, first, last);
     }
     bool gouraudTriangleShadedFill(GfxState* state, GfxGouraudTriangleShading* shading) override {
         const auto managed = managedSpace(state, *shading);
@@ -427,10 +439,13 @@ private:
             shading.getBBox(&left, &top, &right, &bottom);
         } else {
             state->getClipBBox(&left, &top, &right, &bottom);
-            left = std::floor(left);
-            top = std::floor(top);
-            right = std::ceil(right);
-            bottom = std::ceil(bottom);
+            // Not quite to the pixels' edges: rounding on the way to user space and back would
+            // decide whether the next row counts as the first.
+            constexpr double inwards = 0x1p-10;
+            left = std::floor(left) + inwards;
+            top = std::floor(top) + inwards;
+            right = std::ceil(right) - inwards;
+            bottom = std::ceil(bottom) - inwards;
         }
         const auto point = [&](double x, double y) {
             return isUserSpace ? std::pair(x, y) : toUser.at(x, y);
@@ -575,6 +590,7 @@ private:
     PDFDoc& document_;
     ColorManager& colors_;
     GfxDeviceRGBColorSpace maskSpace_;
+    bool dependsOnRows_ = false;
 
     GlyphPainter glyphs_;
     int groupDepth_ = 0;

@@ -1,0 +1,319 @@
+#include "PrintPrep/raster/HelperRenderer.h"
+
+#include "PrintPrep/PrintPrepError.h"
+#include "PrintPrep/platform/AvailableMemory.h"
+#include "PrintPrep/platform/FileDescriptor.h"
+#include "PrintPrep/platform/FileSystemError.h"
+#include "PrintPrep/platform/OperationStopped.h"
+#include "PrintPrep/platform/SharedMemory.h"
+#include "PrintPrep/platform/StopSignal.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <system_error>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <poll.h>
+#include <sys/mman.h>
+
+namespace Bleedwise::HelperRenderer {
+namespace {
+
+using RendererProtocol::Kind;
+using RendererProtocol::Reply;
+using RendererProtocol::Request;
+using RendererProtocol::Status;
+
+/// A smaller bitmap is drawn sooner than another process has started.
+constexpr std::int64_t worthAnotherProcess = 4 << 20;
+
+/// Every part of a page costs reading all of its images: from one image pixel for so many of the
+/// page's on, two processes are hardly faster than one and take nearly twice its time together.
+constexpr std::int64_t mostImagePixels = 2;
+
+/// What a process holds while it draws, beside the finished rows, is bounded by this.
+constexpr std::int64_t largestBand = 128 << 20;
+
+/// What drawing needs beside the bitmap, at least: fonts, images, transparency groups.
+constexpr std::uint64_t workingMemory = 64ULL << 20U;
+
+/// A process and what it has been told.
+struct Worker {
+    RendererHelper helper;
+    /// The profile that it has; it gets none twice.
+    std::optional<OutputProfile> profile = std::nullopt;
+    bool isDrawing = false;
+
+    explicit Worker(const std::filesystem::path& executable) : helper(executable) {}
+};
+
+using Workers = std::vector<std::unique_ptr<Worker>>;
+
+/// The rows of one request, as parts that are drawn apart.
+class Bands {
+public:
+    /// Every part costs as much as reading the page's contents once more, so there is one for each
+    /// process and no more.
+    Bands(const RenderRequest& request, std::int64_t processes)
+        : request_(request),
+          count_(std::clamp<std::int64_t>(
+              std::max(processes, request.size.width * 4 * request.rowCount / largestBand + 1), 1,
+              request.rowCount)) {}
+
+    bool isEmpty() const { return next_ == count_; }
+
+    Request take() {
+        const std::int64_t begin = request_.rowCount * next_ / count_;
+        const std::int64_t end = request_.rowCount * (next_ + 1) / count_;
+        ++next_;
+        Request band;
+        band.kind = Kind::drawRows;
+        band.page = request_.page;
+        band.size = request_.size;
+        band.window = request_.placement.window;
+        band.visible = request_.placement.visible;
+        band.firstRow = request_.firstRow + begin;
+        band.rowCount = end - begin;
+        band.offset = 4 * request_.size.width * begin;
+        return band;
+    }
+
+private:
+    const RenderRequest& request_;
+    std::int64_t count_;
+    std::int64_t next_ = 0;
+};
+
+std::optional<RenderFailure> failureOf(Status status) {
+    switch (status) {
+    case Status::done:
+        return std::nullopt;
+    case Status::notThere:
+        return RenderFailure::noSuchPage;
+    case Status::tooLarge:
+        return RenderFailure::tooLarge;
+    case Status::failed:
+        break;
+    }
+    return RenderFailure::failed;
+}
+
+/// Bytes in the rows; nothing when they are more than the machine has room for.
+std::optional<std::size_t> rowBytes(const RenderRequest& request) {
+    constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max() / 4;
+    if (request.rowCount < 1 || request.size.width < 1 ||
+        request.rowCount > most / request.size.width)
+        return std::nullopt;
+    const auto bytes = static_cast<std::uint64_t>(4 * request.size.width * request.rowCount);
+    const std::uint64_t available = availableMemory();
+    if (available <= workingMemory || bytes > available - workingMemory)
+        return std::nullopt;
+    return bytes;
+}
+
+/// Blocks until one of them has something to say, is overdue, or has nothing to do. Throws
+/// `OperationStopped`.
+void await(const Workers& workers, const StopSignal& stop) {
+    auto deadline = RendererHelper::Clock::time_point::max();
+    std::vector<pollfd> waits = {{stop.descriptor(), POLLIN, 0}};
+    for (const auto& worker : workers) {
+        if (worker->helper.outstanding() == 0)
+            continue;
+        waits.push_back({worker->helper.descriptor(), POLLIN, 0});
+        deadline = std::min(deadline, worker->helper.deadline());
+    }
+    int ready = 0;
+    do
+        ready = ::poll(waits.data(), waits.size(), RendererHelper::millisecondsUntil(deadline));
+    while (ready < 0 && errno == EINTR);
+    if (waits.front().revents != 0)
+        throw OperationStopped();
+}
+
+PixelBuffer mapped(const SharedMemory& memory) {
+    auto* bytes = static_cast<std::uint8_t*>(memory.map());
+    return {bytes, bytes ? memory.size() : 0,
+            [](void* block, std::size_t size) { ::munmap(block, size); }};
+}
+
+class Renderer final : public PageRenderer {
+public:
+    Renderer(FileDescriptor document, Options options)
+        : document_(std::move(document)), options_(std::move(options)) {
+        addWorker();
+    }
+
+    ~Renderer() override { endProcesses(); }
+
+    bool finishOpening() {
+        const Reply reply = workers_.front()->helper.receive();
+        pageCount_ = static_cast<int>(reply.pageCount);
+        return reply.status == Status::done;
+    }
+
+    int pageCount() const override { return pageCount_; }
+
+    std::optional<Rectangle> mediaBox(int page) override {
+        if (workers_.empty())
+            throw PrintPrepError::couldNotCreateCMYKOutput();
+        try {
+            Request request;
+            request.kind = Kind::mediaBox;
+            request.page = page;
+            workers_.front()->helper.send(request, -1, options_.patience);
+            const Reply reply = workers_.front()->helper.receive();
+            if (reply.status != Status::done)
+                return std::nullopt;
+            pageOfImages_ = page;
+            imagePixels_ = reply.imagePixels;
+            return reply.mediaBox;
+        } catch (const RendererHelper::Failure&) {
+            endProcesses();
+            throw PrintPrepError::couldNotCreateCMYKOutput();
+        }
+    }
+
+    RenderResult render(const RenderRequest& request, const OutputProfile& profile) override {
+        if (workers_.empty())
+            return RenderFailure::failed;
+        const std::optional<std::size_t> bytes = rowBytes(request);
+        std::optional<SharedMemory> memory = bytes ? SharedMemory::create(*bytes) : std::nullopt;
+        if (!memory)
+            return RenderFailure::tooLarge;
+        try {
+            if (const auto failure = draw(request, profile, *memory))
+                return *failure;
+            if (memory->finish())
+                return pixels(mapped(*memory));
+        } catch (const RendererHelper::Failure&) {
+        } catch (const std::system_error&) { // no descriptors left
+        } catch (const OperationStopped&) {
+            endProcesses();
+            return pixels(PixelBuffer::zeroed(*bytes));
+        }
+        endProcesses();
+        return RenderFailure::failed;
+    }
+
+private:
+    static RenderResult pixels(PixelBuffer buffer) {
+        if (!buffer.data())
+            return RenderFailure::tooLarge;
+        return buffer;
+    }
+
+    void addWorker() {
+        workers_.push_back(std::make_unique<Worker>(options_.executable));
+        Request request;
+        request.kind = Kind::openDocument;
+        workers_.back()->helper.send(request, document_.get(), options_.patience);
+    }
+
+    /// How many processes are to draw; so many there are then.
+    std::int64_t workersFor(const RenderRequest& request) {
+        const std::int64_t pixels = request.size.width * request.rowCount;
+        if (request.page == pageOfImages_ && imagePixels_ > pixels / mostImagePixels)
+            return 1;
+        const std::int64_t useful = std::max<std::int64_t>(1, 4 * pixels / worthAnotherProcess);
+        const std::int64_t count = std::min<std::int64_t>(options_.processes, useful);
+        try {
+            while (static_cast<std::int64_t>(workers_.size()) < count)
+                addWorker();
+        } catch (const FileSystemError&) { // fewer do as well
+        }
+        return std::min(count, static_cast<std::int64_t>(workers_.size()));
+    }
+
+    void endProcesses() noexcept {
+        for (const auto& worker : workers_)
+            worker->helper.kill();
+        workers_.clear();
+    }
+
+    void handOver(Worker& worker, const Request& band, const OutputProfile& profile,
+                  const SharedMemory& memory) const {
+        if (!worker.profile || !worker.profile->isCopyOf(profile)) {
+            const auto bytes = SharedMemory::copyOf(profile.bytes());
+            if (!bytes)
+                throw RendererHelper::Failure();
+            Request request;
+            request.kind = Kind::setProfile;
+            request.size.width = static_cast<std::int64_t>(bytes->size());
+            worker.helper.send(request, bytes->descriptor(), options_.patience);
+            worker.profile = profile;
+        }
+        worker.helper.send(band, memory.descriptor(), options_.patience);
+        worker.isDrawing = true;
+    }
+
+    /// Draws all rows; else says why it cannot. Nobody is left drawing.
+    std::optional<RenderFailure> draw(const RenderRequest& request, const OutputProfile& profile,
+                                      const SharedMemory& memory) {
+        const StopSignal stop(request.stop);
+        const std::int64_t count = workersFor(request);
+        Bands bands(request, count);
+        std::optional<RenderFailure> failure;
+        for (;;) {
+            for (std::int64_t index = 0; index < count; ++index) {
+                Worker& worker = *workers_[static_cast<std::size_t>(index)];
+                if (!worker.isDrawing && !bands.isEmpty() && !failure)
+                    handOver(worker, bands.take(), profile, memory);
+            }
+            if (std::none_of(workers_.begin(), workers_.end(),
+                             [](const auto& worker) { return worker->helper.outstanding() > 0; }))
+                return failure;
+            await(workers_, stop);
+            for (const auto& worker : workers_) {
+                if (!worker->helper.hasReply())
+                    continue;
+                if (const auto reason = failureOf(worker->helper.receive().status))
+                    failure = reason;
+                worker->isDrawing = worker->isDrawing && worker->helper.outstanding() > 0;
+            }
+        }
+    }
+
+    const FileDescriptor document_;
+    const Options options_;
+    int pageCount_ = 0;
+    /// What the page asked for last has in images.
+    int pageOfImages_ = 0;
+    std::int64_t imagePixels_ = 0;
+    /// The first one answers questions. None are left after a failure or a stop request.
+    Workers workers_;
+};
+
+} // namespace
+
+unsigned Options::availableProcessors() {
+    return std::max(1U, std::thread::hardware_concurrency());
+}
+
+Opening::Opening(const std::filesystem::path& url, Options options) {
+    FileDescriptor document = openDocumentFile(url);
+    try {
+        if (document)
+            renderer_ = std::make_unique<Renderer>(std::move(document), std::move(options));
+    } catch (const RendererHelper::Failure&) { // it was there, and is gone
+    }
+}
+
+std::unique_ptr<PageRenderer> Opening::finish() {
+    try {
+        if (renderer_ && static_cast<Renderer&>(*renderer_).finishOpening())
+            return std::move(renderer_);
+    } catch (const RendererHelper::Failure&) {
+    }
+    return nullptr;
+}
+
+std::unique_ptr<PageRenderer> open(const std::filesystem::path& url, const Options& options) {
+    return Opening(url, options).finish();
+}
+
+} // namespace Bleedwise::HelperRenderer

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "PrintPrep/raster/PageRenderer.h"
+#include "PrintPrep/raster/RendererHelper.h"
+
+#include <chrono>
+#include <filesystem>
+#include <memory>
+
+/// Draws pages in processes of their own, `bleedwise-renderer`, which are locked in before they see
+/// the document (`Sandbox`): whatever a document does to the PDF library, it cannot crash this
+/// process, nor read or change anything but its own bitmaps.
+///
+/// One process reads the document, another for each further core joins it at the first page that is
+/// large enough, and each draws one part of the page at a time into the same memory. They belong to
+/// one document and die with its renderer.
+namespace Bleedwise::HelperRenderer {
+
+struct Options {
+    std::filesystem::path executable = RendererHelper::executableURL();
+    /// How many processes there may be at once.
+    unsigned processes = availableProcessors();
+    /// How long a process may be silent over one request before it counts as failed.
+    std::chrono::milliseconds patience = std::chrono::minutes(5);
+
+    static unsigned availableProcessors();
+};
+
+/// A document that is being opened while its user does something else.
+class Opening {
+public:
+    /// Starts the first process. Throws `FileSystemError` when it cannot be started.
+    explicit Opening(const std::filesystem::path& url, Options options = {});
+
+    /// Waits for the document, whose page count is at least 1. Nothing when it is not a regular
+    /// file, is no PDF, has no pages or needs a password, or when the process fails over it. To be
+    /// called once.
+    ///
+    /// `mediaBox` then throws `PrintPrepError::couldNotCreateCMYKOutput` when the process fails,
+    /// and `render` gives `RenderFailure::failed`; from then on they always do. A stop request ends
+    /// the processes at once, and the rows are blank.
+    std::unique_ptr<PageRenderer> finish();
+
+private:
+    std::unique_ptr<PageRenderer> renderer_;
+};
+
+/// Both at once.
+std::unique_ptr<PageRenderer> open(const std::filesystem::path& url, const Options& options = {});
+
+} // namespace Bleedwise::HelperRenderer

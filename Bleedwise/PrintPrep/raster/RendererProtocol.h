@@ -1,0 +1,114 @@
+#pragma once
+
+#include "PrintPrep/raster/PageGeometry.h"
+
+#include <cmath>
+#include <cstdint>
+#include <type_traits>
+
+/// What the program and its renderer say to each other: requests, and to each, in their order, one
+/// reply. Both are blocks of a fixed size over a `MessageSocket`, in the processor's own format,
+/// since both programs come from one build; the version tells where one of them does not.
+///
+/// The renderer is not trusted: a reply counts only when it is `isPlausible`, and there is nothing
+/// in it that says how much to read or allocate.
+namespace Bleedwise::RendererProtocol {
+
+/// To be raised with every change in this file.
+inline constexpr std::uint32_t version = 1;
+
+enum class Kind : std::uint32_t {
+    /// Attached: a document for reading. The reply has its page count.
+    openDocument = 1,
+    /// The reply has the page's media box, and the number of pixels in its images.
+    mediaBox,
+    /// Attached: an ICC profile as finished `SharedMemory`, of `size.width` bytes.
+    setProfile,
+    /// Attached: `SharedMemory` for rows; these go to `offset` there.
+    drawRows,
+    /// Attached: a document for reading. The reply has its first page's media box. Afterwards no
+    /// document is open.
+    measureDocument,
+};
+
+struct Request {
+    std::uint32_t version = RendererProtocol::version;
+    Kind kind = Kind::openDocument;
+    std::int64_t page = 0;
+    PixelSize size;
+    Rectangle window;
+    Rectangle visible;
+    std::int64_t firstRow = 0;
+    std::int64_t rowCount = 0;
+    std::int64_t offset = 0;
+};
+
+enum class Status : std::uint32_t {
+    done = 1,
+    /// The document cannot be opened, or does not deliver the page.
+    notThere,
+    /// The memory cannot be had.
+    tooLarge,
+    /// Drawing broke off.
+    failed,
+};
+
+struct Reply {
+    std::uint32_t version = RendererProtocol::version;
+    Status status = Status::failed;
+    std::int64_t pageCount = 0;
+    std::int64_t imagePixels = 0;
+    Rectangle mediaBox;
+};
+
+// What is sent is all of the bytes: none of them may be padding, whose content is anybody's guess.
+static_assert(sizeof(Request) == 8 + 8 + 2 * 8 + 8 * 8 + 3 * 8);
+static_assert(sizeof(Reply) == 8 + 2 * 8 + 4 * 8);
+static_assert(std::is_trivially_copyable_v<Request> && std::is_trivially_copyable_v<Reply>);
+
+/// More pages than a document has objects at most (ISO 32000-1, table C.1) are none.
+inline constexpr std::int64_t mostPages = 8'388'607;
+
+/// Whether the renderer can do with `request`, which is not trusted either: a mistake must not
+/// grow.
+inline bool isPlausible(const Request& request, bool hasAttachment) {
+    constexpr std::int64_t most = 1LL << 40;
+    const auto isCount = [](std::int64_t value) { return value >= 1 && value <= most; };
+    const bool isPage = request.page >= 1 && request.page <= mostPages;
+    if (request.version != version)
+        return false;
+    switch (request.kind) {
+    case Kind::openDocument:
+    case Kind::measureDocument:
+        return hasAttachment;
+    case Kind::mediaBox:
+        return isPage;
+    case Kind::setProfile:
+        return hasAttachment && isCount(request.size.width);
+    case Kind::drawRows:
+        return hasAttachment && isPage && isCount(request.size.width) &&
+               isCount(request.size.height) && isCount(request.rowCount) && request.offset >= 0 &&
+               request.firstRow >= 0 && request.firstRow <= request.size.height - request.rowCount;
+    }
+    return false;
+}
+
+inline bool isBox(const Rectangle& box) {
+    return std::isfinite(box.x + box.width) && std::isfinite(box.y + box.height) && box.width > 0 &&
+           box.height > 0;
+}
+
+/// Whether `reply` can be one to a request of this kind.
+inline bool isPlausible(const Reply& reply, Kind kind) {
+    if (reply.version != version || reply.status < Status::done || reply.status > Status::failed)
+        return false;
+    if (reply.status != Status::done)
+        return true;
+    if (kind == Kind::openDocument)
+        return reply.pageCount >= 1 && reply.pageCount <= mostPages;
+    if (kind == Kind::mediaBox || kind == Kind::measureDocument)
+        return isBox(reply.mediaBox);
+    return true;
+}
+
+} // namespace Bleedwise::RendererProtocol

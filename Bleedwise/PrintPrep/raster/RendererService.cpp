@@ -1,0 +1,153 @@
+#include "PrintPrep/raster/RendererService.h"
+
+#include "PrintPrep/platform/FileDescriptor.h"
+#include "PrintPrep/platform/MessageSocket.h"
+#include "PrintPrep/raster/PopplerRenderer.h"
+#include "PrintPrep/raster/RendererProtocol.h"
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+
+#include <unistd.h>
+
+namespace Bleedwise::RendererService {
+namespace {
+
+using RendererProtocol::Kind;
+using RendererProtocol::Reply;
+using RendererProtocol::Request;
+using RendererProtocol::Status;
+
+bool readAll(int file, char* bytes, std::size_t size) {
+    std::size_t done = 0;
+    while (done < size) {
+        const ssize_t count = ::pread(file, bytes + done, size - done, static_cast<off_t>(done));
+        if (count == 0 || (count < 0 && errno != EINTR))
+            return false;
+        done += count > 0 ? static_cast<std::size_t>(count) : 0;
+    }
+    return true;
+}
+
+/// Writing instead of mapping leaves the bitmap's owner free to make it final.
+bool writeAll(int file, const PixelBuffer& rows, std::int64_t offset) {
+    std::size_t done = 0;
+    while (done < rows.size()) {
+        const ssize_t count = ::pwrite(file, rows.data() + done, rows.size() - done,
+                                       static_cast<off_t>(offset) + static_cast<off_t>(done));
+        if (count == 0 || (count < 0 && errno != EINTR))
+            return false;
+        done += count > 0 ? static_cast<std::size_t>(count) : 0;
+    }
+    return true;
+}
+
+Status statusOf(RenderFailure failure) {
+    switch (failure) {
+    case RenderFailure::tooLarge:
+        return Status::tooLarge;
+    case RenderFailure::noSuchPage:
+        return Status::notThere;
+    case RenderFailure::failed:
+        break;
+    }
+    return Status::failed;
+}
+
+class Service {
+public:
+    Reply answer(const Request& request, FileDescriptor attachment) {
+        switch (request.kind) {
+        case Kind::openDocument:
+            return openDocument(std::move(attachment));
+        case Kind::mediaBox:
+            return mediaBox(static_cast<int>(request.page));
+        case Kind::setProfile:
+            return setProfile(request, attachment);
+        case Kind::drawRows:
+            return drawRows(request, attachment);
+        case Kind::measureDocument:
+            break;
+        }
+        openDocument(std::move(attachment));
+        const Reply reply = mediaBox(1);
+        document_.reset();
+        return reply;
+    }
+
+private:
+    Reply openDocument(FileDescriptor file) {
+        Reply reply;
+        document_ = PopplerRenderer::open(std::move(file));
+        reply.status = document_ ? Status::done : Status::notThere;
+        reply.pageCount = document_ ? document_->pageCount() : 0;
+        return reply;
+    }
+
+    Reply mediaBox(int page) {
+        Reply reply;
+        const auto box = document_ ? document_->mediaBox(page) : std::nullopt;
+        reply.status = box ? Status::done : Status::notThere;
+        reply.mediaBox = box.value_or(Rectangle());
+        reply.imagePixels = box ? document_->imagePixels(page) : 0;
+        return reply;
+    }
+
+    Reply setProfile(const Request& request, const FileDescriptor& file) {
+        Reply reply;
+        std::string bytes(static_cast<std::size_t>(request.size.width), '\0');
+        if (!readAll(file.get(), bytes.data(), bytes.size()))
+            return reply;
+        profile_ = OutputProfile::fromTrustedBytes(std::move(bytes));
+        if (profile_)
+            reply.status = Status::done;
+        return reply;
+    }
+
+    Reply drawRows(const Request& request, const FileDescriptor& memory) {
+        Reply reply;
+        if (!document_ || !profile_)
+            return reply;
+        const RenderResult result = document_->render({static_cast<int>(request.page),
+                                                       request.size,
+                                                       {request.window, request.visible},
+                                                       request.firstRow,
+                                                       request.rowCount},
+                                                      *profile_);
+        if (const auto* rows = std::get_if<PixelBuffer>(&result)) {
+            if (writeAll(memory.get(), *rows, request.offset))
+                reply.status = Status::done;
+        } else {
+            reply.status = statusOf(std::get<RenderFailure>(result));
+        }
+        return reply;
+    }
+
+    std::unique_ptr<PopplerRenderer::Document> document_;
+    std::optional<OutputProfile> profile_;
+};
+
+} // namespace
+
+void serve(int socket) {
+    Service service;
+    for (;;) {
+        Request request;
+        auto received = MessageSocket::receive(socket, &request, sizeof request,
+                                               MessageSocket::Attachments::allowed);
+        if (!received || !isPlausible(request, static_cast<bool>(received->attachment)))
+            return;
+        const Reply reply = service.answer(request, std::move(received->attachment));
+        if (!MessageSocket::send(socket, &reply, sizeof reply))
+            return;
+    }
+}
+
+} // namespace Bleedwise::RendererService

@@ -1,0 +1,81 @@
+#include "PrintPrep/platform/SharedMemory.h"
+
+#include <cerrno>
+#include <string>
+#include <string_view>
+
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace Bleedwise {
+namespace {
+
+/// What `map()` shows.
+std::string contentsOf(const SharedMemory& memory) {
+    void* mapping = memory.map();
+    std::string bytes(static_cast<const char*>(mapping), memory.size());
+    ::munmap(mapping, memory.size());
+    return bytes;
+}
+
+TEST(SharedMemory, BeginsAsZero) {
+    auto memory = SharedMemory::create(3).value();
+    ASSERT_TRUE(memory.finish());
+    EXPECT_EQ(contentsOf(memory), std::string(3, '\0'));
+}
+
+TEST(SharedMemory, HasWhatWasWrittenIntoIt) {
+    auto memory = SharedMemory::create(3).value();
+    ASSERT_EQ(::pwrite(memory.descriptor(), "abc", 3, 0), 3);
+    ASSERT_TRUE(memory.finish());
+    EXPECT_EQ(contentsOf(memory), "abc");
+}
+
+TEST(SharedMemory, CannotBeHadInEmptyPieces) {
+    EXPECT_FALSE(SharedMemory::create(0));
+}
+
+TEST(SharedMemory, CannotBeMadeSmaller) {
+    const auto memory = SharedMemory::create(8192).value();
+    EXPECT_EQ(::ftruncate(memory.descriptor(), 1), -1);
+    EXPECT_EQ(errno, EPERM);
+}
+
+TEST(SharedMemory, CannotBeMadeLarger) {
+    const auto memory = SharedMemory::create(8192).value();
+    EXPECT_EQ(::ftruncate(memory.descriptor(), 8193), -1);
+    EXPECT_EQ(errno, EPERM);
+}
+
+TEST(SharedMemory, CannotBeWrittenWhenItIsFinished) {
+    auto memory = SharedMemory::create(3).value();
+    ASSERT_TRUE(memory.finish());
+    EXPECT_EQ(::pwrite(memory.descriptor(), "abc", 3, 0), -1);
+    EXPECT_EQ(errno, EPERM);
+}
+
+TEST(SharedMemory, CannotBeMappedForWritingWhenItIsFinished) {
+    auto memory = SharedMemory::create(3).value();
+    ASSERT_TRUE(memory.finish());
+    EXPECT_EQ(::mmap(nullptr, 3, PROT_READ | PROT_WRITE, MAP_SHARED, memory.descriptor(), 0),
+              MAP_FAILED);
+}
+
+TEST(SharedMemory, IsNotFinishedWhileSomebodyCanStillChangeIt) {
+    auto memory = SharedMemory::create(3).value();
+    void* held = ::mmap(nullptr, 3, PROT_READ | PROT_WRITE, MAP_SHARED, memory.descriptor(), 0);
+    ASSERT_NE(held, MAP_FAILED);
+    EXPECT_FALSE(memory.finish());
+    ::munmap(held, 3);
+}
+
+TEST(SharedMemory, CanBeAFinishedCopy) {
+    const std::string bytes(100'000, 'x');
+    const auto memory = SharedMemory::copyOf(bytes).value();
+    EXPECT_EQ(contentsOf(memory), bytes);
+    EXPECT_EQ(::pwrite(memory.descriptor(), "abc", 3, 0), -1);
+}
+
+} // namespace
+} // namespace Bleedwise

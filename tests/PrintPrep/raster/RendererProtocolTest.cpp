@@ -1,0 +1,121 @@
+#include "PrintPrep/raster/RendererProtocol.h"
+
+#include <cstdint>
+#include <limits>
+
+#include <gtest/gtest.h>
+
+namespace Bleedwise::RendererProtocol {
+namespace {
+
+Reply opened(std::int64_t pages) {
+    Reply reply;
+    reply.status = Status::done;
+    reply.pageCount = pages;
+    return reply;
+}
+
+Reply measured(const Rectangle& box) {
+    Reply reply;
+    reply.status = Status::done;
+    reply.mediaBox = box;
+    return reply;
+}
+
+TEST(Reply, HasAtLeastOnePage) {
+    EXPECT_TRUE(isPlausible(opened(1), Kind::openDocument));
+    EXPECT_FALSE(isPlausible(opened(0), Kind::openDocument));
+    EXPECT_FALSE(isPlausible(opened(-1), Kind::openDocument));
+}
+
+TEST(Reply, HasNoMorePagesThanADocumentCanHave) {
+    EXPECT_TRUE(isPlausible(opened(mostPages), Kind::openDocument));
+    EXPECT_FALSE(isPlausible(opened(mostPages + 1), Kind::openDocument));
+}
+
+TEST(Reply, HasABoxOfPositiveSize) {
+    EXPECT_TRUE(isPlausible(measured({-1, -1, 1, 1}), Kind::mediaBox));
+    EXPECT_FALSE(isPlausible(measured({0, 0, 0, 1}), Kind::mediaBox));
+    EXPECT_FALSE(isPlausible(measured({0, 0, 1, -1}), Kind::measureDocument));
+}
+
+TEST(Reply, HasABoxOfNumbers) {
+    constexpr double infinite = std::numeric_limits<double>::infinity();
+    constexpr double none = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_FALSE(isPlausible(measured({none, 0, 1, 1}), Kind::mediaBox));
+    EXPECT_FALSE(isPlausible(measured({0, 0, infinite, 1}), Kind::mediaBox));
+    EXPECT_FALSE(isPlausible(measured({0, 0, 1, none}), Kind::mediaBox));
+}
+
+TEST(Reply, NeedsNothingElseWhenItIsARefusal) {
+    Reply reply;
+    for (const Status status : {Status::notThere, Status::tooLarge, Status::failed}) {
+        reply.status = status;
+        EXPECT_TRUE(isPlausible(reply, Kind::openDocument));
+    }
+}
+
+TEST(Reply, HasAKnownStatus) {
+    Reply reply = opened(1);
+    for (const std::uint32_t status : {0U, 5U, ~0U}) {
+        reply.status = static_cast<Status>(status);
+        EXPECT_FALSE(isPlausible(reply, Kind::openDocument)) << status;
+    }
+}
+
+TEST(Reply, HasThisVersion) {
+    Reply reply = opened(1);
+    ++reply.version;
+    EXPECT_FALSE(isPlausible(reply, Kind::openDocument));
+}
+
+Request drawing() {
+    Request request;
+    request.kind = Kind::drawRows;
+    request.page = 1;
+    request.size = {10, 20};
+    request.firstRow = 5;
+    request.rowCount = 15;
+    return request;
+}
+
+TEST(Request, ForRowsThatThereAreIsPlausible) {
+    EXPECT_TRUE(isPlausible(drawing(), true));
+}
+
+TEST(Request, ForRowsNeedsMemory) {
+    EXPECT_FALSE(isPlausible(drawing(), false));
+}
+
+TEST(Request, ForRowsBeyondThePageIsNone) {
+    Request request = drawing();
+    request.firstRow = 6;
+    EXPECT_FALSE(isPlausible(request, true));
+    request.firstRow = -1;
+    EXPECT_FALSE(isPlausible(request, true));
+}
+
+TEST(Request, ForSizesBeyondMeasureIsNone) {
+    Request request = drawing();
+    request.size.width = std::numeric_limits<std::int64_t>::max();
+    EXPECT_FALSE(isPlausible(request, true));
+    request.size.width = 0;
+    EXPECT_FALSE(isPlausible(request, true));
+}
+
+TEST(Request, ForNoPageIsNone) {
+    Request request = drawing();
+    request.page = 0;
+    EXPECT_FALSE(isPlausible(request, true));
+    request.page = mostPages + 1;
+    EXPECT_FALSE(isPlausible(request, true));
+}
+
+TEST(Request, OfAnUnknownKindIsNone) {
+    Request request = drawing();
+    request.kind = static_cast<Kind>(0);
+    EXPECT_FALSE(isPlausible(request, true));
+}
+
+} // namespace
+} // namespace Bleedwise::RendererProtocol
