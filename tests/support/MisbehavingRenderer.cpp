@@ -83,10 +83,10 @@ int main(int, char** argv) {
             reply.mediaBox.width = std::numeric_limits<double>::quiet_NaN();
         if (request.kind == Kind::drawRows) {
             draw(request, received->attachment.get());
-            if (misdeed == "keeps-the-bitmap-drawing") {
+            if (misdeed == "keeps-the-bitmap-drawing" &&
                 ::mmap(nullptr, 1, PROT_READ | PROT_WRITE, MAP_SHARED, received->attachment.get(),
-                       0);
-            }
+                       0) == MAP_FAILED)
+                return 1;
         }
         if (does("is-short", request)) {
             MessageSocket::send(ours, &reply, sizeof reply - 1);
