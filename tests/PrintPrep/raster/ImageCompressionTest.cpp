@@ -181,8 +181,10 @@ TEST(CompressIfBlank, LeavesOtherBitmapsAlone) {
 TEST(CompressIfBlank, LeavesABitmapAloneWhoseSampleAloneIsBlank) {
     const PixelSize size = {300, 300};
     std::string pixels = noise(size);
+    constexpr std::size_t rowBytes = 1200;
+    constexpr std::size_t sample = 8 * rowBytes;
     for (std::size_t row = 0; row < 300; row += 128)
-        pixels.replace(row * 1200, 8 * 1200, 8 * 1200, '\0');
+        pixels.replace(row * rowBytes, sample, sample, '\0');
     EXPECT_EQ(compressIfBlank(imageOf(size, pixels)), "");
 }
 
