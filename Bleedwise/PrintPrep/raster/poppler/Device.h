@@ -227,6 +227,11 @@ public:
 
     bool functionShadedFill(GfxState* state, GfxFunctionShading* shading) override {
         const auto managed = managedSpace(state, *shading);
+        const auto toDomain = UserSpace::of(shading->getMatrix());
+        if (toDomain && fillShading(state, *shading, [&](const UserSpace& toUser, bool isRGB) {
+                return FunctionPattern(*shading, toUser, *toDomain, isRGB);
+            }))
+            return true;
         dependsOnRows_ = true;
         return SplashOutputDev::functionShadedFill(state, shading);
     }
@@ -273,6 +278,7 @@ private:
         }
         layPixelsOnBlankPaper(alphas + x, width - x, row + 4 * x);
     }
+
     /// `count` is 64 at most.
     static void layPixelsOnBlankPaper(const unsigned char* alphas, std::size_t count,
                                       std::uint8_t* pixels) {
@@ -410,19 +416,27 @@ private:
         return isDefault ? Object(objNull) : std::move(decode);
     }
 
-    /// Fills the clip with a shading by its ramp; false when that is Poppler's own business: with
-    /// overprint of process colours, or inside a soft mask that has another kind of colours.
     template <typename Position>
     bool fillRamp(GfxState* state, GfxUnivariateShading& shading, const Position& position) {
+        return position.isUsable() &&
+               fillShading(state, shading, [&](const UserSpace& toUser, bool isRGB) {
+                   return RampPattern<Position>(position, shading, toUser, isRGB);
+               });
+    }
+
+    /// Fills the clip with a shading's pattern; false when that is Poppler's own business: with
+    /// overprint of process colours, or inside a soft mask that has another kind of colours.
+    template <typename MakePattern>
+    bool fillShading(GfxState* state, GfxShading& shading, const MakePattern& makePattern) {
         const bool isRGB = colors_.target().isRGB;
         const auto toUser = UserSpace::of(*state);
         const auto* space = dynamic_cast<const ManagedColorSpace*>(shading.getColorSpace());
         const bool isSpot = space && space->overprint() != Overprint::replacing;
-        if (!position.isUsable() || (state->getFillOverprint() && !isSpot) || !toUser ||
+        if ((state->getFillOverprint() && !isSpot) || !toUser ||
             getBitmap()->getMode() != (isRGB ? splashModeRGB8 : splashModeCMYK8))
             return false;
 
-        RampPattern<Position> pattern(position, shading, *toUser, isRGB);
+        auto pattern = makePattern(*toUser, isRGB);
         SplashPath path = shadedRegion(state, shading, *toUser);
         const bool antialias = getVectorAntialias();
         setVectorAntialias(true); // the interpreter has switched it off for shadings

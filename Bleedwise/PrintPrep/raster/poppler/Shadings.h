@@ -133,12 +133,13 @@ private:
     std::vector<GfxGouraudVertex> corners_;
 };
 
-/// Device space to user space.
+/// Device space to user space, or any other way back.
 class UserSpace {
 public:
     /// Nothing when the current transformation cannot be undone.
-    static std::optional<UserSpace> of(const GfxState& state) {
-        const double* m = state.getCTM();
+    static std::optional<UserSpace> of(const GfxState& state) { return of(state.getCTM()); }
+
+    static std::optional<UserSpace> of(const double* m) {
         const double determinant = m[0] * m[3] - m[1] * m[2];
         if (!std::isnormal(determinant))
             return std::nullopt;
@@ -257,6 +258,65 @@ private:
     double a_ = 0;
 };
 
+/// How all of a shading's patterns come by a colour's bytes.
+inline void colorBytes(GfxShading& shading, const GfxColor& color, bool isRGB,
+                       unsigned char* bytes) {
+    std::array<std::uint16_t, 4> numbers{};
+    convertThrough(*shading.getColorSpace(), isRGB, color, numbers.data());
+    for (std::size_t i = 0; i < (isRGB ? 3 : 4); ++i)
+        bytes[i] = static_cast<unsigned char>((numbers[i] + 128) / 257);
+}
+
+/// A shading by a function of the place (ISO 32000-1, 8.7.4.5.2).
+class FunctionPattern final : public SplashPattern {
+public:
+    /// `toDomain` leads from user space to the function's.
+    FunctionPattern(GfxFunctionShading& shading, const UserSpace& toUser,
+                    const UserSpace& toDomain, bool isRGB)
+        : shading_(shading), toUser_(toUser), toDomain_(toDomain), isRGB_(isRGB) {
+        shading.getDomain(&left_, &bottom_, &right_, &top_);
+    }
+
+    SplashPattern* copy() const override {
+        return new FunctionPattern(shading_, toUser_, toDomain_, isRGB_);
+    }
+
+    bool getColor(int x, int y, SplashColorPtr color) override {
+        const auto [domainX, domainY] = place(x, y);
+        if (!isPainted(domainX, domainY))
+            return false;
+        GfxColor exact{};
+        shading_.getColor(domainX, domainY, &exact);
+        colorBytes(shading_, exact, isRGB_, color);
+        return true;
+    }
+
+    bool testPosition(int x, int y) override {
+        const auto [domainX, domainY] = place(x, y);
+        return isPainted(domainX, domainY);
+    }
+    bool isStatic() override { return false; }
+    bool isCMYK() override { return !isRGB_; }
+
+private:
+    std::pair<double, double> place(int x, int y) const {
+        const auto [userX, userY] = toUser_.at(x, y);
+        return toDomain_.at(userX, userY);
+    }
+    bool isPainted(double x, double y) const {
+        return x >= left_ && x <= right_ && y >= bottom_ && y <= top_;
+    }
+
+    GfxFunctionShading& shading_;
+    UserSpace toUser_;
+    UserSpace toDomain_;
+    bool isRGB_;
+    double left_ = 0;
+    double bottom_ = 0;
+    double right_ = 0;
+    double top_ = 0;
+};
+
 /// A shading along one parameter whose colours are kept at equal steps, so that a pixel costs
 /// little more than finding its place. Poppler's own pattern evaluates the shading's function and
 /// converts its colour for every pixel.
@@ -303,10 +363,7 @@ private:
         const double t1 = shading_.getDomain1();
         GfxColor color{};
         shading_.getColor(t0 + (t1 - t0) * static_cast<double>(step) / steps, &color);
-        std::array<std::uint16_t, 4> numbers{};
-        convertThrough(*shading_.getColorSpace(), isRGB_, color, numbers.data());
-        for (std::size_t i = 0; i < numbers.size(); ++i)
-            colors_[step][i] = static_cast<std::uint8_t>((numbers[i] + 128) / 257);
+        colorBytes(shading_, color, isRGB_, colors_[step].data());
         known_[step] = true;
     }
 
