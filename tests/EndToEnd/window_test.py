@@ -1,5 +1,6 @@
 """The window itself: how it starts, moves and ends."""
 
+import pathlib
 import signal
 import subprocess
 
@@ -29,6 +30,12 @@ class WindowsTest(WindowTest):
         self.assertTrue(program.includes_bleed())
         self.assertTrue(program.is_mode("Raster"))
         self.assertEqual(program.focused_names(), [])
+
+    def testDrawsWithOpenGLWhereThatIsChosen(self):
+        program = self.start(environment={"QSG_RHI_BACKEND": "opengl"})
+        self.assertTrue(program.button("Choose PDFs").is_showing())
+        libraries = pathlib.Path(f"/proc/{program.process.pid}/maps").read_text()
+        self.assertIn("qxcb-glx", libraries)
 
     def testMovesByItsStrip(self):
         program = self.start()
