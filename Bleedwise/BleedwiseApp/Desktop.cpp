@@ -1,4 +1,5 @@
 #include "BleedwiseApp/TerminationSignals.h"
+#include "BleedwiseApp/WaylandSeat.h"
 #include "ContentView/ContentView.h"
 #include "ContentView/MainWindow.h"
 #include "PrintPrep/platform/SilencedStreams.h"
@@ -12,6 +13,7 @@
 #include <QQmlEngine>
 #include <QQuickWindow>
 #include <QString>
+#include <QtGlobal>
 
 namespace Bleedwise {
 namespace {
@@ -44,8 +46,17 @@ void receiveMessage(QtMsgType type, const QMessageLogContext& /*context*/, const
         failToOpen(lastWarning().isEmpty() ? message : lastWarning());
 }
 
+/// Qt 6.4 takes it for granted that a Wayland session has a seat, and dies on asking the missing
+/// one for its input method. With an input method of its own Qt does not ask.
+void avoidMissingInputMethod() {
+    constexpr const char* choice = "QT_IM_MODULE";
+    if (!qEnvironmentVariableIsSet(choice) && WaylandSeat::isMissing())
+        qputenv(choice, "compose");
+}
+
 std::unique_ptr<QApplication> openDisplay(int& argc, char** argv) {
     silencedStreams().emplace();
+    avoidMissingInputMethod();
     const QtMessageHandler previous = qInstallMessageHandler(receiveMessage);
     auto application = std::make_unique<QApplication>(argc, argv);
     qInstallMessageHandler(previous);

@@ -1,5 +1,7 @@
 #include "ContentView/DesktopAppearance.h"
 
+#include "ContentView/DesktopPortal.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -21,8 +23,6 @@
 namespace Bleedwise {
 namespace {
 
-constexpr auto portalService = "org.freedesktop.portal.Desktop";
-constexpr auto portalPath = "/org/freedesktop/portal/desktop";
 constexpr auto portalInterface = "org.freedesktop.portal.Settings";
 
 constexpr auto appearance = "org.freedesktop.appearance";
@@ -38,8 +38,8 @@ constexpr double largestFontScale = 3;
 using Settings = QMap<QString, QVariantMap>;
 
 QDBusMessage readAllRequest() {
-    auto request =
-        QDBusMessage::createMethodCall(portalService, portalPath, portalInterface, "ReadAll");
+    auto request = QDBusMessage::createMethodCall(DesktopPortal::service, DesktopPortal::path,
+                                                  portalInterface, "ReadAll");
     request << QStringList{appearance, gnomeInterface, kdeGlobals};
     return request;
 }
@@ -69,8 +69,8 @@ DesktopAppearance::DesktopAppearance(QDBusConnection bus, QObject* parent)
     qApp->installEventFilter(this);
     // By its name alone Qt does not know the type yet, and then connects nothing, without a word.
     qRegisterMetaType<QDBusVariant>();
-    bus_.connect(portalService, portalPath, portalInterface, "SettingChanged", this,
-                 SLOT(noteSetting(QString, QString, QDBusVariant)));
+    bus_.connect(DesktopPortal::service, DesktopPortal::path, portalInterface, "SettingChanged",
+                 this, SLOT(noteSetting(QString, QString, QDBusVariant)));
     readPortal();
     announceChanges();
 }
@@ -121,7 +121,7 @@ void DesktopAppearance::noteSetting(const QString& group, const QString& key,
 void DesktopAppearance::readPortal() {
     if (!bus_.isConnected())
         return;
-    const auto isRunning = bus_.interface()->isServiceRegistered(portalService);
+    const auto isRunning = bus_.interface()->isServiceRegistered(DesktopPortal::service);
     if (isRunning.isValid() && isRunning.value()) {
         const auto reply = bus_.call(readAllRequest(), QDBus::Block, portalPatienceInMilliseconds);
         if (reply.type() == QDBusMessage::ReplyMessage)

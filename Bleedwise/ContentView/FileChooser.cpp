@@ -1,5 +1,7 @@
 #include "ContentView/FileChooser.h"
 
+#include "ContentView/DesktopPortal.h"
+
 #include <utility>
 
 #include <QColor>
@@ -56,8 +58,6 @@ const QDBusArgument& operator>>(const QDBusArgument& argument, PortalFilter& fil
 
 namespace {
 
-constexpr auto portalService = "org.freedesktop.portal.Desktop";
-constexpr auto portalPath = "/org/freedesktop/portal/desktop";
 constexpr auto chooserInterface = "org.freedesktop.portal.FileChooser";
 constexpr auto requestInterface = "org.freedesktop.portal.Request";
 
@@ -136,12 +136,12 @@ void FileChooser::openPortal() {
     // misses no answer.
     const auto token = "bleedwise" + QUuid::createUuid().toString(QUuid::Id128);
     const auto sender = bus_.baseService().mid(1).replace('.', '_');
-    requestPath_ = QString("%1/request/%2/%3").arg(portalPath, sender, token);
-    bus_.connect(portalService, requestPath_, requestInterface, "Response", this,
+    requestPath_ = QString("%1/request/%2/%3").arg(DesktopPortal::path, sender, token);
+    bus_.connect(DesktopPortal::service, requestPath_, requestInterface, "Response", this,
                  SLOT(notePortalResponse(uint, QVariantMap)));
 
-    auto request =
-        QDBusMessage::createMethodCall(portalService, portalPath, chooserInterface, "OpenFile");
+    auto request = QDBusMessage::createMethodCall(DesktopPortal::service, DesktopPortal::path,
+                                                  chooserInterface, "OpenFile");
     request << portalName(window_) << title
             << QVariantMap{{"handle_token", token},
                            {"multiple", true},
@@ -187,7 +187,7 @@ void FileChooser::openQt() {
 
 void FileChooser::close() {
     if (!requestPath_.isEmpty()) {
-        bus_.disconnect(portalService, requestPath_, requestInterface, "Response", this,
+        bus_.disconnect(DesktopPortal::service, requestPath_, requestInterface, "Response", this,
                         SLOT(notePortalResponse(uint, QVariantMap)));
         requestPath_.clear();
     }

@@ -2,6 +2,8 @@
 
 #include "support/WindowFixture.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -9,7 +11,11 @@
 #include <QDir>
 #include <QImage>
 #include <QPainter>
+#include <QQuickWindow>
+#include <QSGRendererInterface>
 #include <QSize>
+#include <QString>
+#include <QtGlobal>
 #include <gtest/gtest.h>
 
 extern void qml_register_types_Bleedwise_Window();
@@ -79,6 +85,36 @@ TEST_F(SymbolIconTest, DrawsNothingForAnUnknownName) {
     icon.setSize(QSize(18, 18));
     icon.setSymbol("no such symbol");
     EXPECT_TRUE(isBlank(drawn(icon)));
+}
+
+/// What a window without OpenGL shows of a symbol that is turned by an angle.
+QImage shown(const QString& symbol, qreal angle) {
+    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    QQuickWindow window;
+    window.resize(40, 40);
+    auto* icon = new SymbolIcon(window.contentItem());
+    icon->setPosition({10, 10});
+    icon->setSymbol(symbol);
+    icon->setRotation(angle);
+    return window.grabWindow();
+}
+
+int largestDifference(const QImage& one, const QImage& other) {
+    int largest = 0;
+    for (int y = 0; y < one.height(); ++y) {
+        for (int x = 0; x < one.width(); ++x)
+            largest =
+                std::max(largest, std::abs(qGray(one.pixel(x, y)) - qGray(other.pixel(x, y))));
+    }
+    return largest;
+}
+
+TEST_F(SymbolIconTest, IsSmoothWhileItIsTurned) {
+    const auto straight = shown("circle", 0);
+    ASSERT_GT(largestDifference(straight, shown("", 0)), 200);
+    // A circle stays as it is, but for the softness of pixels that lie between others. Without that
+    // its edge is off by up to half a pixel, which is half of the contrast: 125.
+    EXPECT_LT(largestDifference(straight, shown("circle", 30)), 96);
 }
 
 TEST_F(SymbolIconTest, AnnouncesAChange) {

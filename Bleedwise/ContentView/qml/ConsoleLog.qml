@@ -50,6 +50,7 @@ FocusScope {
         footer: Item { implicitHeight: 10 }
         spacing: 4
         cacheBuffer: 400
+        reuseItems: true // thousands of lines made anew would have to be collected in between
         model: root.lines
 
         T.ScrollBar.vertical: VerticalScrollBar {
@@ -122,6 +123,11 @@ FocusScope {
             selectedTextColor: Theme.prominentLabelColor
 
             Component.onCompleted: line.showSelection()
+            ListView.onPooled: line.visible = false // neither seen nor told of while it waits
+            ListView.onReused: {
+                line.visible = true;
+                line.showSelection();
+            }
 
             Accessible.role: Accessible.ListItem
             Accessible.name: line.text

@@ -1,7 +1,8 @@
 import QtQuick
 import QtQuick.Templates as T
 
-// The help that appears beside a control after the pointer has rested on it.
+// The help that appears beside a control after the pointer has rested on it or the keyboard has come
+// to it. Goes with them, or when there was time to read it.
 //
 // The tip itself is made when it is first shown, so that a long list costs nothing for its help.
 Item {
@@ -11,6 +12,8 @@ Item {
     required property bool shown
 
     property int delay: 600
+    // As the toolkit keeps its own tool tips.
+    property int duration: 10000 + 40 * Math.max(0, root.text.length - 100)
     property int maximumWidth: 380
 
     anchors.fill: parent
@@ -26,9 +29,16 @@ Item {
         onTriggered: tip.active = true
     }
 
+    Timer {
+        interval: root.duration
+        running: tip.active
+        onTriggered: tip.active = false
+    }
+
     Loader {
         id: tip
 
+        objectName: "tip"
         active: false
         sourceComponent: T.ToolTip {
             id: bubble

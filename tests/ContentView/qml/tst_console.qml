@@ -112,6 +112,41 @@ Item {
             compare(shown(3).selectedText, "line number 3");
         }
 
+        // The items of the lines that are to be seen or told of.
+        function texts() {
+            const items = Array.from(test.view.contentItem.children);
+            return items.filter(item => item.visible && item.Accessible.role === Accessible.ListItem)
+                .map(item => item.text);
+        }
+
+        function test_showsNoLineTwiceAfterScrolling() {
+            write(400);
+            tryVerify(() => test.view.atYEnd && test.shown(399) !== null);
+            for (const place of [0, 200, 100, 300, 0]) {
+                view.positionViewAtIndex(place, ListView.Beginning);
+                tryVerify(() => test.shown(place) !== null);
+                compare(texts().length, new Set(texts()).size);
+            }
+        }
+
+        function test_marksWhatIsSelectedOnlyWhereItIs() {
+            write(400);
+            tryVerify(() => test.view.atYEnd);
+            view.positionViewAtBeginning();
+            tryVerify(() => test.shown(3) !== null);
+            mouseDoubleClickSequence(log, 20, 17);
+            const selected = shown(0).selectedText;
+            verify(selected !== "");
+            view.positionViewAtIndex(200, ListView.Beginning);
+            tryVerify(() => test.shown(203) !== null);
+            const marked = Array.from(view.contentItem.children).filter(
+                item => item.visible && item.Accessible.role === Accessible.ListItem && item.selectedText !== "");
+            compare(marked.length, 0);
+            view.positionViewAtBeginning();
+            tryVerify(() => test.shown(0) !== null);
+            compare(shown(0).selectedText, selected);
+        }
+
         function test_selectsAllByKeys() {
             write(3);
             tryVerify(() => test.shown(2) !== null);
