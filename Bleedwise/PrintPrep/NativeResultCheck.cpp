@@ -153,7 +153,8 @@ public:
             return;
         if (!hasHeader(file.get()))
             throw PrintPrepError::couldNotOpenPDF();
-        profile_ = readProfile(profileURL);
+        if (PageGeometry::isCountable(settings))
+            profile_ = readProfile(profileURL);
         Document document(inputURL);
         if (!document.open()) {
             if (document.needsPassword())
@@ -447,6 +448,7 @@ private:
     std::stop_source stop_;
     const std::stop_callback<std::function<void()>> stopWithOuter_;
 
+    /// None when no page can be drawn.
     std::optional<OutputProfile> profile_;
     bool isReadable_ = false;
     int pageCount_ = 0;

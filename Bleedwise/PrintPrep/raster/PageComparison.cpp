@@ -222,6 +222,15 @@ private:
     double unchanged_;
 };
 
+/// Whether all that is wrong lies at the page's edges, as when Ghostscript has cut something off.
+bool isRightInside(const PageView& expected, const PageView& found, Frame frame) {
+    constexpr double edgeMM = 8;
+    const auto edge = static_cast<std::ptrdiff_t>(std::ceil(edgeMM / frame.pixelMM));
+    frame.page = {frame.page.left + edge, frame.page.top + edge, frame.page.right - edge,
+                  frame.page.bottom - edge};
+    return ink(expected, frame) > 0 && measure(expected, found, frame).largest() <= 1;
+}
+
 /// What a place has of light.
 double lightAt(const PageView& view, const Area& place) {
     double sum = 0;
@@ -296,6 +305,8 @@ std::optional<std::string> difference(const PageView& expected, const PageView& 
     constexpr double next_to_nothing = 0.01;
     if (ink(found, frame) < next_to_nothing * ink(expected, frame))
         return "is blank";
+    if (isRightInside(expected, found, frame))
+        return ofPlace(expected, found, frame, measures);
     const Suspicion suspicion(expected, found, frame);
     if (suspicion.isMirrored())
         return "is mirrored";

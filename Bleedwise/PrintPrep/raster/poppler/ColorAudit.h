@@ -2,6 +2,7 @@
 
 #include "PrintPrep/raster/PageRenderer.h"
 
+#include <Annot.h>
 #include <Gfx.h>
 #include <GfxState.h>
 #include <OutputDev.h>
@@ -10,7 +11,8 @@
 
 namespace Bleedwise::Poppler {
 
-/// Follows a page's contents without drawing them, and notes which colours they paint with.
+/// Follows a page's contents and what its annotations print without drawing them, and notes which
+/// colours they paint with.
 ///
 /// A colour that is set but never painted with does not count, nor does one in a soft mask, whose
 /// light is no colour on paper.
@@ -25,6 +27,10 @@ public:
         Object contents = page.getContents();
         if (!contents.isNull())
             interpreter.display(&contents);
+        if (Annots* annotations = page.getAnnots()) {
+            for (const Annot* annotation : annotations->getAnnots())
+                follow(interpreter, *annotation);
+        }
         return audit.found_;
     }
 
@@ -109,6 +115,18 @@ public:
     }
 
 private:
+    /// An annotation without an appearance of its own is left out: what a viewer makes up is not in
+    /// the document.
+    static void follow(Gfx& interpreter, const Annot& annotation) {
+        const unsigned flags = annotation.getFlags();
+        Object appearance = annotation.getAppearance();
+        if ((flags & Annot::flagPrint) == 0 || (flags & Annot::flagHidden) != 0 ||
+            !appearance.isStream())
+            return;
+        const PDFRectangle box = annotation.getRect();
+        interpreter.drawAnnot(&appearance, nullptr, nullptr, box.x1, box.y1, box.x2, box.y2, 0);
+    }
+
     /// Poppler asks this between operators; there is no more to learn.
     static bool hasFound(void* audit) {
         return static_cast<const ColorAudit*>(audit)->found_ != ForeignColor::none;
