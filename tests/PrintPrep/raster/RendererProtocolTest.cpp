@@ -80,7 +80,8 @@ TEST(Reply, HasAKnownForeignColor) {
 
 TEST(Reply, NeedsNothingElseWhenItIsARefusal) {
     Reply reply;
-    for (const Status status : {Status::notThere, Status::tooLarge, Status::failed, Status::locked}) {
+    for (const Status status :
+         {Status::notThere, Status::tooLarge, Status::failed, Status::locked}) {
         reply.status = status;
         EXPECT_TRUE(isPlausible(reply, Kind::openDocument));
     }
