@@ -65,16 +65,21 @@ std::string numbers(const std::vector<double>& values) {
     return text.str();
 }
 
-/// A tint to the page's edges, lines of bars in the place of text, and a picture's frame; `ink` is
-/// the operator that sets its colour.
-std::string artwork(Bleed bleed, const std::string& ink = "0.9 0.5 0 0.1 k") {
-    std::string content =
-        "0.1 0 0.2 0 k " + numbers({0, 0, pageWidth(bleed), pageHeight(bleed)}) + "re f 0 0 0 1 k ";
+/// Lines of bars in the place of text, and a picture's frame; `ink` is the operator that sets its
+/// colour.
+std::string drawing(const std::string& ink = "0.9 0.5 0 0.1 k") {
+    std::string content = "0 0 0 1 k ";
     for (int line = 0; line < 12; ++line) {
         for (int word = 0; word < 3 + line % 3; ++word)
             content += numbers({30.0 + 41 * word, 350.0 - 12 * line, 33.0 - 2 * line, 6}) + "re ";
     }
     return content + "f " + ink + " 40 40 90 120 re f";
+}
+
+/// The same on a tint to the page's edges.
+std::string artwork(Bleed bleed, const std::string& ink = "0.9 0.5 0 0.1 k") {
+    return "0.1 0 0.2 0 k " + numbers({0, 0, pageWidth(bleed), pageHeight(bleed)}) + "re f " +
+           drawing(ink);
 }
 
 std::string mediaBox(double width, double height) {
@@ -251,9 +256,9 @@ const std::vector<Mistake> mistakes = {
      "has colour that is neither CMYK nor grey"},
 };
 
-class NativeResult : public testing::TestWithParam<std::tuple<Mistake, Bleed>> {};
+class WrongNativeResult : public testing::TestWithParam<std::tuple<Mistake, Bleed>> {};
 
-TEST_P(NativeResult, IsRefusedNamingThePageAndTheWayOut) {
+TEST_P(WrongNativeResult, IsRefusedNamingThePageAndTheWayOut) {
     const auto& [mistake, bleed] = GetParam();
     Result result{bleed};
     result.addRight();
@@ -264,7 +269,7 @@ TEST_P(NativeResult, IsRefusedNamingThePageAndTheWayOut) {
     EXPECT_TRUE(fault.ends_with(". Convert this file in Raster mode.")) << fault;
 }
 
-INSTANTIATE_TEST_SUITE_P(With, NativeResult,
+INSTANTIATE_TEST_SUITE_P(With, WrongNativeResult,
                          testing::Combine(testing::ValuesIn(mistakes),
                                           testing::Values(Bleed::included, Bleed::trimOnly)),
                          [](const auto& tested) {
@@ -446,7 +451,7 @@ std::string movedPage(Bleed bleed) {
     constexpr double left = -30;
     constexpr double bottom = 50;
     return TestPDF::ofPage(
-        {"1 0 0 1 -30 50 cm " + artwork(bleed), "",
+        {"1 0 0 1 -30 50 cm " + drawing(), "",
          numbers({left, bottom, left + pageWidth(bleed), bottom + pageHeight(bleed)})});
 }
 
@@ -454,7 +459,7 @@ TEST_P(EachNativeResult, IsMadeByThePreviousInterpreterOfAPageThatIsNotAtTheOrig
     const ScopedVariable inherited("GS_OPTIONS", std::nullopt);
     const TemporaryFolder folder;
     Result result{bleed()};
-    result.addRight();
+    result.add(drawing());
     const FakeGhostscript fake("", result.bytes());
     Ghostscript::convertToCMYKSync(fake.url(), folder.file("in.pdf", movedPage(bleed())),
                                    folder / "out.pdf", outputProfileURL(), settingsFor(bleed()));
@@ -531,13 +536,29 @@ TEST_P(EachNativeResult, OfThisMachinesGhostscriptIsFineInRGBAndTransparent) {
 TEST_P(EachNativeResult, OfThisMachinesGhostscriptIsFineForTurnedPages) {
     for (const int rotation : {90, 180, 270}) {
         const TemporaryFolder folder;
-        const std::string input = TestPDF::ofPage(
-            {artwork(bleed()), "", mediaBox(pageWidth(bleed()), pageHeight(bleed())),
-             "/Rotate " + std::to_string(rotation)});
+        const std::string input =
+            TestPDF::ofPage({drawing(), "", mediaBox(pageWidth(bleed()), pageHeight(bleed())),
+                             "/Rotate " + std::to_string(rotation)});
         const std::string outcome =
             outcomeOf(ghostscriptURL(), folder.file("in.pdf", input), settingsFor(bleed()));
         EXPECT_TRUE(outcome.ends_with("Page 1\n")) << rotation << ": " << outcome;
     }
+}
+
+// In this mode Ghostscript's page is as large as the trim, and the artwork is moved on it.
+TEST(NativeResult, OfThisMachinesGhostscriptIsRefusedWhereATrimmedPageIsCutOffAtItsEdges) {
+    const TemporaryFolder folder;
+    TestPDF pdf;
+    const double width = pageWidth(Bleed::trimOnly);
+    const double height = pageHeight(Bleed::trimOnly);
+    pdf.page({numbers({0, 0, width, height}) + "re W n " + artwork(Bleed::trimOnly, "0 0 0 1 k") +
+                  " " + numbers({width - 9, 20, 9, 200}) + "re f",
+              "", mediaBox(width, height)});
+    const std::string outcome = outcomeOf(ghostscriptURL(), folder.file("in.pdf", pdf.bytes()),
+                                          settingsFor(Bleed::trimOnly));
+    EXPECT_NE(outcome.find("\nPage 1 of the result lacks artwork of the original, "),
+              std::string::npos)
+        << outcome;
 }
 
 TEST_P(EachNativeResult, OfGhostscript10IsRefusedForAPosterThatLosesItsRaysAndItsPhoto) {

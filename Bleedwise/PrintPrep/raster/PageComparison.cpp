@@ -15,6 +15,8 @@ using Plane = PageView::Plane;
 // The most that a right page may differ, of 255. What right pages have in fact, and what wrong
 // ones have at least, is in docs/native.md; each limit lies between the two.
 
+/// In a pixel; only what exceeds it counts below. Colours may be so different all over.
+constexpr int unnoticed = 10;
 /// On average over a place.
 constexpr double mostAtPlace = 50;
 /// On average along a side.
@@ -22,10 +24,6 @@ constexpr double mostAlongSide = 12;
 /// Over the page, as part of what is on it. In proportion, because on an almost empty page
 /// everything is little.
 constexpr double mostOfPage = 0.07;
-/// A page whose worst place is better than this is only measured by a part of `mostOfPage`: its
-/// colours are a little different all over.
-constexpr double noticeable = 8;
-
 /// A place is two cells wide and high, and places overlap by a cell.
 constexpr std::ptrdiff_t cell = 4;
 /// How far inwards a side goes.
@@ -76,7 +74,7 @@ void raise(Plane& distances, const Plane& plane, const Neighbours& other) {
     }
 }
 
-/// How far each pixel differs, by the channel in which it does so most.
+/// How far each pixel differs noticeably, by the channel in which it does so most.
 Plane distances(const PageView& expected, const PageView& found) {
     Plane result(expected.planes()[0].size());
     for (std::size_t channel = 0; channel < expected.planes().size(); ++channel) {
@@ -85,6 +83,8 @@ Plane distances(const PageView& expected, const PageView& found) {
         raise(result, first, neighbours(second, found.width(), found.height()));
         raise(result, second, neighbours(first, found.width(), found.height()));
     }
+    for (std::uint8_t& distance : result)
+        distance = static_cast<std::uint8_t>(std::max(distance - unnoticed, 0));
     return result;
 }
 
@@ -290,8 +290,7 @@ Measures measure(const PageView& expected, const PageView& found, const Frame& f
     findWorstPlace(distance, width, frame.page, result);
     const double onPage = std::max(ink(expected, frame), ink(found, frame));
     if (onPage > 0)
-        result.page = average(distance, width, frame.page) / onPage / mostOfPage *
-                      std::min(1.0, result.place / noticeable);
+        result.page = average(distance, width, frame.page) / onPage / mostOfPage;
     result.side = worstSide(distance, width, frame.page) / mostAlongSide;
     result.place /= mostAtPlace;
     return result;
