@@ -20,10 +20,10 @@ constexpr int unnoticed = 10;
 /// On average over a place.
 constexpr double mostAtPlace = 50;
 /// On average along a side.
-constexpr double mostAlongSide = 12;
+constexpr double mostAlongSide = 8;
 /// Over the page, as part of what is on it. In proportion, because on an almost empty page
 /// everything is little.
-constexpr double mostOfPage = 0.07;
+constexpr double mostOfPage = 0.05;
 /// A place is two cells wide and high, and places overlap by a cell.
 constexpr std::ptrdiff_t cell = 4;
 /// How far inwards a side goes.
