@@ -445,6 +445,23 @@ TEST_P(EachNativeResult, IsNotWaitedForAfterAStopRequest) {
     EXPECT_THROW(check.fault(folder.file("out.pdf", Testing::smallPDF())), OperationStopped);
 }
 
+/// The lines of a successful run, or its error, as one text.
+std::string outcomeOf(const path& ghostscriptURL, const path& inputURL,
+                      const PrintSettings& settings) {
+    const TemporaryFolder folder;
+    try {
+        std::string text;
+        for (const std::string& line :
+             Ghostscript::convertToCMYKSync(ghostscriptURL, inputURL, folder / "out.pdf",
+                                            outputProfileURL(), settings)
+                 .log)
+            text += line + '\n';
+        return text;
+    } catch (const PrintPrepError& error) {
+        return error.errorDescription();
+    }
+}
+
 // Pages that lie elsewhere than at 0 0.
 
 std::string movedPage(Bleed bleed) {
@@ -466,6 +483,19 @@ TEST_P(EachNativeResult, IsMadeByThePreviousInterpreterOfAPageThatIsNotAtTheOrig
     EXPECT_TRUE(fake.options().ends_with(" -dNEWPDF=false ")) << fake.options();
 }
 
+TEST_P(EachNativeResult, SaysNothingOfThePreviousInterpreter) {
+    const TemporaryFolder folder;
+    Result result{bleed()};
+    result.add(drawing());
+    const FakeGhostscript fake("echo one\necho '   **** Warning: You are using the legacy PDF "
+                               "interpreter (-dNEWPDF=false) which is now deprecated and "
+                               "unsupported.'\necho two",
+                               result.bytes());
+    EXPECT_EQ(
+        outcomeOf(fake.url(), folder.file("in.pdf", movedPage(bleed())), settingsFor(bleed())),
+        "one\ntwo\n");
+}
+
 TEST_P(EachNativeResult, IsMadeByTheUsualInterpreterOfAPageAtTheOrigin) {
     const ScopedVariable inherited("GS_OPTIONS", std::nullopt);
     const TemporaryFolder folder;
@@ -476,23 +506,6 @@ TEST_P(EachNativeResult, IsMadeByTheUsualInterpreterOfAPageAtTheOrigin) {
 }
 
 // This machine's Ghostscript.
-
-/// The lines of a successful run, or its error, as one text.
-std::string outcomeOf(const path& ghostscriptURL, const path& inputURL,
-                      const PrintSettings& settings) {
-    const TemporaryFolder folder;
-    try {
-        std::string text;
-        for (const std::string& line :
-             Ghostscript::convertToCMYKSync(ghostscriptURL, inputURL, folder / "out.pdf",
-                                            outputProfileURL(), settings)
-                 .log)
-            text += line + '\n';
-        return text;
-    } catch (const PrintPrepError& error) {
-        return error.errorDescription();
-    }
-}
 
 path ghostscriptURL() {
     return Ghostscript::find().value().url;
