@@ -1,6 +1,7 @@
 #include "PrintPrep/Ghostscript.h"
 
 #include "PrintPrep/Format.h"
+#include "PrintPrep/NativeResultCheck.h"
 #include "PrintPrep/PDFBoxPatcher.h"
 #include "PrintPrep/PrintPrepError.h"
 #include "PrintPrep/platform/ChildProcess.h"
@@ -37,6 +38,14 @@ std::vector<std::string> pieces(std::string_view text, char separator) {
 
 std::vector<std::string> consoleLines(const std::string& consoleText) {
     return UTF8::isValid(consoleText) ? pieces(consoleText, '\n') : std::vector<std::string>();
+}
+
+/// What Ghostscript says whenever its previous interpreter is used is no news for anybody.
+void dropInterpreterWarning(std::vector<std::string>& lines) {
+    std::erase_if(lines, [](const std::string& line) {
+        return line.find("-dNEWPDF=false") != std::string::npos &&
+               line.find("deprecated") != std::string::npos;
+    });
 }
 
 std::string joined(const std::vector<std::string>& lines) {
@@ -173,7 +182,8 @@ std::vector<std::string> arguments(const std::filesystem::path& inputURL,
     };
 }
 
-std::string options(std::string_view inherited, const std::filesystem::path& profileURL) {
+std::string options(std::string_view inherited, const std::filesystem::path& profileURL,
+                    Interpreter interpreter) {
     // An open mark would swallow the profile, and the colours would be wrong without a word.
     if (endsQuoted(inherited))
         throw PrintPrepError::ghostscriptFailed("The environment variable GS_OPTIONS has an "
@@ -184,6 +194,8 @@ std::string options(std::string_view inherited, const std::filesystem::path& pro
             value += ' ';
         value += '"' + (option + escaped(profileURL.native())) + '"';
     }
+    if (interpreter == Interpreter::previous)
+        value += " -dNEWPDF=false";
     // Ghostscript refuses a quoted option at the very end of the value.
     return value + ' ';
 }
@@ -193,14 +205,26 @@ Result convertToCMYKSync(const std::filesystem::path& ghostscriptURL,
                          const std::filesystem::path& outputURL,
                          const std::filesystem::path& profileURL, const PrintSettings& settings,
                          const std::stop_token& stop) {
+    NativeResultCheck check(inputURL, profileURL, settings, stop);
+    const Interpreter interpreter =
+        check.hasMovedOrigin() ? Interpreter::previous : Interpreter::usual;
     const InputName input(inputURL);
-    const ChildProcess::Outcome outcome = ChildProcess::run(
-        ghostscriptURL, arguments(input.url(), outputURL, profileURL, settings),
-        {{"GS_OPTIONS", options(environmentValue("GS_OPTIONS"), profileURL)}}, stop);
+    const std::string variable = options(environmentValue("GS_OPTIONS"), profileURL, interpreter);
+    check.start();
+    const ChildProcess::Outcome outcome =
+        ChildProcess::run(ghostscriptURL, arguments(input.url(), outputURL, profileURL, settings),
+                          {{"GS_OPTIONS", variable}}, stop);
     std::vector<std::string> lines = consoleLines(outcome.consoleText);
+    if (interpreter == Interpreter::previous)
+        dropInterpreterWarning(lines);
     if (outcome.exitStatus != 0)
         throw PrintPrepError::ghostscriptFailed(joined(lines));
 
+    throwIfStopped(stop);
+    if (auto fault = check.fault(outputURL)) {
+        lines.push_back(std::move(*fault));
+        throw PrintPrepError::ghostscriptFailed(joined(lines));
+    }
     throwIfStopped(stop);
     PDFBoxPatcher::applyPrintBoxes(outputURL, settings, true);
     if (lines.empty())

@@ -42,23 +42,34 @@ std::vector<std::string> arguments(const std::filesystem::path& inputURL,
                                    const std::filesystem::path& profileURL,
                                    const PrintSettings& settings);
 
+/// What reads the input.
+enum class Interpreter {
+    usual,
+    /// The one before Ghostscript's present one, which fits pages right whose media box does not
+    /// start at 0 0; that of 10.00 moves and scales them. Versions without it pay no heed, and fit
+    /// such pages themselves.
+    previous,
+};
+
 /// The value of `GS_OPTIONS` for a run: `inherited`, the caller's own value, followed by options
 /// that make Ghostscript 10.00 separate through the profile at `profileURL`. That version ignores
 /// `-sOutputICCProfile` in `pdfwrite`, without a word, and uses a profile of its own.
 ///
 /// Throws `PrintPrepError::ghostscriptFailed` when `inherited` ends within quotation marks.
-std::string options(std::string_view inherited, const std::filesystem::path& profileURL);
+std::string options(std::string_view inherited, const std::filesystem::path& profileURL,
+                    Interpreter interpreter = Interpreter::usual);
 
-/// Rewrites the PDF at `inputURL` in CMYK to `outputURL` and sets its page boxes. Blocks until
-/// Ghostscript has ended and the boxes are set.
+/// Rewrites the PDF at `inputURL` in CMYK to `outputURL`, checks the result and sets its page
+/// boxes. Blocks until all that is done.
 ///
 /// Throws `FileSystemError` when Ghostscript cannot be started, `PrintPrepError::ghostscriptFailed`
-/// with its console lines when it exits with another status than 0, what `options` throws, and what
-/// `PDFBoxPatcher::applyPrintBoxes` throws. A failed run may leave a file at `outputURL`, which
-/// should therefore be a passing name.
+/// with its console lines when it exits with another status than 0, and with a line more when the
+/// result is not right (`NativeResultCheck`); what that check throws over the input, what `options`
+/// throws, and what `PDFBoxPatcher::applyPrintBoxes` throws. A failed run may leave a file at
+/// `outputURL`, which should therefore be a passing name.
 ///
-/// A stop request ends Ghostscript with all that it started; the boxes are then not set any more.
-/// Throws `OperationStopped`.
+/// A stop request ends Ghostscript with all that it started, and the check; the boxes are then not
+/// set any more. Throws `OperationStopped`.
 Result convertToCMYKSync(const std::filesystem::path& ghostscriptURL,
                          const std::filesystem::path& inputURL,
                          const std::filesystem::path& outputURL,

@@ -5,8 +5,8 @@ import subprocess
 
 
 def small_pdf(width=100, height=100):
-    """One page of this size in points, with a red square on it."""
-    content = b"1 0 0 rg 10 10 50 50 re f"
+    """One page of this size in points, black all over, so that it looks right however it is placed."""
+    content = b"0 0 0 1 k -9999 -9999 19999 19999 re f"
     objects = [
         b"<< /Type /Catalog /Pages 2 0 R >>",
         b"<< /Type /Pages /Kids [3 0 R] /Count 1 >>",

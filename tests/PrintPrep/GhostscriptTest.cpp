@@ -204,6 +204,12 @@ TEST(GhostscriptOptions, StandBehindTheCallersOwn) {
               "\"-sImageICCProfile=/p\" ");
 }
 
+TEST(GhostscriptOptions, ChooseThePreviousInterpreter) {
+    EXPECT_EQ(Ghostscript::options("", "/p", Ghostscript::Interpreter::previous),
+              "\"-sVectorICCProfile=/p\" \"-sTextICCProfile=/p\" \"-sImageICCProfile=/p\" "
+              "-dNEWPDF=false ");
+}
+
 TEST(GhostscriptOptions, AddNoSecondBlankBehindTheCallersOwn) {
     EXPECT_EQ(Ghostscript::options("-q ", "/p").substr(0, 5), "-q \"-");
 }

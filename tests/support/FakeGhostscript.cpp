@@ -9,9 +9,11 @@
 
 namespace Bleedwise::Testing {
 
-FakeGhostscript::FakeGhostscript(std::string_view script) {
+FakeGhostscript::FakeGhostscript(std::string_view script) : FakeGhostscript(script, smallPDF()) {}
+
+FakeGhostscript::FakeGhostscript(std::string_view script, std::string_view result) {
     const std::string folder = folder_.path().native();
-    folder_.file("result.pdf", smallPDF());
+    folder_.file("result.pdf", result);
     std::string text = "#!/bin/sh\n";
     text += "printf '%s\\0' \"$@\" > '" + folder + "/arguments'\n";
     text += "printf '%s' \"$GS_OPTIONS\" > '" + folder + "/options'\n";

@@ -10,11 +10,13 @@
 namespace Bleedwise::Testing {
 
 /// A shell script in the place of Ghostscript. It notes its arguments and its `GS_OPTIONS`, copies
-/// a small PDF to the argument behind `-o`, and then does what the test says.
+/// a PDF to the argument behind `-o`, and then does what the test says.
 class FakeGhostscript {
 public:
     /// `script` is the shell text that follows; without one the program ends silently with 0.
     explicit FakeGhostscript(std::string_view script = "");
+    /// `result` is what it copies instead of `smallPDF()`.
+    FakeGhostscript(std::string_view script, std::string_view result);
 
     const std::filesystem::path& url() const { return url_; }
 

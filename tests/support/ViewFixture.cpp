@@ -26,7 +26,8 @@ std::filesystem::path ViewFixture::pdf(const std::filesystem::path& name, double
                                        double height) const {
     const std::string mediaBox = "0 0 " + std::to_string(width * pointsPerMillimetre) + " " +
                                  std::to_string(height * pointsPerMillimetre);
-    return folder.file(name, TestPDF::ofPage({"1 0 0 1 k 0 0 50 50 re f", "", mediaBox}));
+    return folder.file(name,
+                       TestPDF::ofPage({"0 0 0 1 k -9999 -9999 19999 19999 re f", "", mediaBox}));
 }
 
 std::vector<std::string> ViewFixture::names() {

@@ -99,6 +99,7 @@ std::optional<RenderFailure> failureOf(Status status) {
     case Status::tooLarge:
         return RenderFailure::tooLarge;
     case Status::failed:
+    case Status::locked:
         break;
     }
     return RenderFailure::failed;
@@ -149,29 +150,35 @@ public:
     bool finishOpening() {
         const Reply reply = workers_.front()->helper.receive();
         pageCount_ = static_cast<int>(reply.pageCount);
+        isLocked_ = reply.status == Status::locked;
         return reply.status == Status::done;
     }
+
+    /// After `finishOpening()`.
+    bool isLocked() const { return isLocked_; }
 
     int pageCount() const override { return pageCount_; }
 
     std::optional<Rectangle> mediaBox(int page) override {
-        if (workers_.empty())
-            throw PrintPrepError::couldNotCreateCMYKOutput();
-        try {
-            Request request;
-            request.kind = Kind::mediaBox;
-            request.page = page;
-            workers_.front()->helper.send(request, -1, options_.patience);
-            const Reply reply = workers_.front()->helper.receive();
-            if (reply.status != Status::done)
-                return std::nullopt;
-            pageOfImages_ = page;
-            imagePixels_ = reply.imagePixels;
-            return reply.mediaBox;
-        } catch (const RendererHelper::Failure&) {
-            endProcesses();
-            throw PrintPrepError::couldNotCreateCMYKOutput();
-        }
+        const auto reply = ask(Kind::mediaBox, page);
+        if (!reply)
+            return std::nullopt;
+        pageOfImages_ = page;
+        imagePixels_ = reply->imagePixels;
+        return reply->mediaBox;
+    }
+
+    std::optional<PageDescription> describe(int page) override {
+        const auto reply = ask(Kind::describePage, page);
+        if (!reply)
+            return std::nullopt;
+        return PageDescription{reply->mediaBox, static_cast<int>(reply->rotation),
+                               reply->annotations};
+    }
+
+    std::optional<ForeignColor> foreignColor(int page) override {
+        const auto reply = ask(Kind::auditColors, page);
+        return reply ? std::optional(static_cast<ForeignColor>(reply->foreignColor)) : std::nullopt;
     }
 
     RenderResult render(const RenderRequest& request, const OutputProfile& profile) override {
@@ -209,6 +216,25 @@ private:
             bitmap_ = PixelBuffer(memory_->map(), memory_->size());
         ++bitmapNumber_;
         return bitmap_.data() != nullptr;
+    }
+
+    /// The answer of the first process; nothing when the document does not deliver the page.
+    std::optional<Reply> ask(Kind kind, int page) {
+        if (workers_.empty())
+            throw PrintPrepError::couldNotCreateCMYKOutput();
+        try {
+            Request request;
+            request.kind = kind;
+            request.page = page;
+            workers_.front()->helper.send(request, -1, options_.patience);
+            const Reply reply = workers_.front()->helper.receive();
+            if (reply.status != Status::done)
+                return std::nullopt;
+            return reply;
+        } catch (const RendererHelper::Failure&) {
+            endProcesses();
+            throw PrintPrepError::couldNotCreateCMYKOutput();
+        }
     }
 
     void addWorker() {
@@ -290,6 +316,7 @@ private:
     const FileDescriptor document_;
     const Options options_;
     int pageCount_ = 0;
+    bool isLocked_ = false;
     /// What the page asked for last has in images.
     int pageOfImages_ = 0;
     std::int64_t imagePixels_ = 0;
@@ -319,6 +346,7 @@ std::unique_ptr<PageRenderer> Opening::finish() {
     try {
         if (renderer_ && static_cast<Renderer&>(*renderer_).finishOpening())
             return std::move(renderer_);
+        needsPassword_ = renderer_ && static_cast<const Renderer&>(*renderer_).isLocked();
     } catch (const RendererHelper::Failure&) {
     }
     return nullptr;

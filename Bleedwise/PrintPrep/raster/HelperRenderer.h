@@ -36,7 +36,7 @@ public:
     /// file, is no PDF, has no pages or needs a password, or when the process fails over it. To be
     /// called once.
     ///
-    /// `mediaBox` then throws `PrintPrepError::couldNotCreateCMYKOutput` when the process fails,
+    /// Questions then throw `PrintPrepError::couldNotCreateCMYKOutput` when the process fails,
     /// and `render` gives `RenderFailure::failed`; from then on they always do. A stop request ends
     /// the processes at once.
     ///
@@ -44,8 +44,12 @@ public:
     /// bytes can change at any moment, also between two looks at the same one.
     std::unique_ptr<PageRenderer> finish();
 
+    /// Whether it is a password that `finish()` gave nothing for.
+    bool needsPassword() const noexcept { return needsPassword_; }
+
 private:
     std::unique_ptr<PageRenderer> renderer_;
+    bool needsPassword_ = false;
 };
 
 /// Both at once.

@@ -38,6 +38,26 @@ enum class RenderFailure {
 /// The rows as cyan, magenta, yellow and black without padding.
 using RenderResult = std::variant<PixelBuffer, RenderFailure>;
 
+/// What there is to know of a page beside its contents.
+struct PageDescription {
+    /// In user space, with positive sizes.
+    Rectangle mediaBox;
+    /// Degrees clockwise by which a viewer turns the page: 0, 90, 180 or 270.
+    int rotation = 0;
+    /// Encloses what annotations draw, links left out; empty when they draw nothing.
+    Rectangle annotations = {};
+};
+
+/// Whether a page paints in other colours than the inks of a press.
+enum class ForeignColor {
+    none,
+    /// Red, green and blue, whatever they are defined by.
+    rgb,
+    /// A spot colour that is not described by process inks or grey.
+    spot,
+    other,
+};
+
 /// An open document whose pages can be drawn as process colours.
 ///
 /// What comes out: device CMYK, and CMYK tagged with the output profile, as their numbers; grey as
@@ -54,6 +74,13 @@ public:
 
     /// In user space, with positive sizes; nothing when the document does not deliver the page.
     virtual std::optional<Rectangle> mediaBox(int page) = 0;
+
+    /// Nothing when the document does not deliver the page.
+    virtual std::optional<PageDescription> describe(int page) = 0;
+
+    /// What the page paints with: its contents, forms, patterns, shadings and images, soft masks
+    /// left out, which only say how much. Nothing when the document does not deliver the page.
+    virtual std::optional<ForeignColor> foreignColor(int page) = 0;
 
     /// `profile` is the same for all pages of a document.
     virtual RenderResult render(const RenderRequest& request, const OutputProfile& profile) = 0;

@@ -3,6 +3,7 @@
 #include "PrintPrep/platform/AvailableMemory.h"
 #include "PrintPrep/platform/SilencedStreams.h"
 #include "PrintPrep/raster/ColorConverter.h"
+#include "PrintPrep/raster/poppler/ColorAudit.h"
 #include "PrintPrep/raster/poppler/ColorManager.h"
 #include "PrintPrep/raster/poppler/Device.h"
 #include "PrintPrep/raster/poppler/PageBlending.h"
@@ -18,7 +19,9 @@
 #include <optional>
 #include <utility>
 
+#include <Annot.h>
 #include <Error.h>
+#include <ErrorCodes.h>
 #include <Gfx.h>
 #include <GlobalParams.h>
 #include <PDFDoc.h>
@@ -154,6 +157,33 @@ public:
         }
     }
 
+    std::optional<PageDescription> describe(int number) override {
+        const PopplerCall call;
+        try {
+            const auto box = mediaBoxOf(number);
+            if (!box)
+                return std::nullopt;
+            Page& page = *pageNumber(number);
+            constexpr int circle = 360;
+            return PageDescription{*box, (page.getRotate() % circle + circle) % circle,
+                                   annotationsOf(page)};
+        } catch (const std::exception&) {
+            return std::nullopt;
+        }
+    }
+
+    std::optional<ForeignColor> foreignColor(int number) override {
+        const PopplerCall call;
+        try {
+            Page* page = pageNumber(number);
+            if (!page)
+                return std::nullopt;
+            return ColorAudit::of(*document_, *page, number);
+        } catch (const std::exception&) {
+            return std::nullopt;
+        }
+    }
+
     RenderResult render(const RenderRequest& request, const OutputProfile& profile) override {
         const auto bytes = static_cast<std::size_t>(4 * request.size.width * request.rowCount);
         PixelBuffer rows = fitsMemory(request) ? PixelBuffer::zeroed(bytes) : PixelBuffer();
@@ -209,6 +239,30 @@ private:
         }
         constexpr double most = 1LL << 40;
         return static_cast<std::int64_t>(std::min(pixels, most));
+    }
+
+    /// What encloses the annotations that have something to draw.
+    static Rectangle annotationsOf(Page& page) {
+        std::optional<PDFRectangle> all;
+        Annots* annotations = page.getAnnots();
+        if (!annotations)
+            return {};
+        for (const Annot* annotation : annotations->getAnnots()) {
+            if (annotation->getType() == Annot::typeLink ||
+                annotation->getType() == Annot::typePopup ||
+                (annotation->getFlags() & Annot::flagHidden) != 0)
+                continue;
+            const PDFRectangle box = annotation->getRect();
+            if (!(box.x2 > box.x1) || !(box.y2 > box.y1) || !std::isfinite(box.x2 - box.x1) ||
+                !std::isfinite(box.y2 - box.y1))
+                continue;
+            all = all ? PDFRectangle(std::min(all->x1, box.x1), std::min(all->y1, box.y1),
+                                     std::max(all->x2, box.x2), std::max(all->y2, box.y2))
+                      : box;
+        }
+        if (!all)
+            return {};
+        return {all->x1, all->y1, all->x2 - all->x1, all->y2 - all->y1};
     }
 
     Page* pageNumber(int number) {
@@ -400,13 +454,16 @@ std::unique_ptr<PopplerRenderer::Document> PopplerRenderer::open(const std::file
     return open(FileDescriptor(::open(url.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)));
 }
 
-std::unique_ptr<PopplerRenderer::Document> PopplerRenderer::open(FileDescriptor document) {
+std::unique_ptr<PopplerRenderer::Document> PopplerRenderer::open(FileDescriptor document,
+                                                                 bool* needsPassword) {
     const PopplerCall call;
     try {
         auto file = std::make_unique<DocumentFile>(std::move(document));
         if (!file->isRegular())
             return nullptr;
         auto opened = std::make_unique<PDFDoc>(file->stream().release());
+        if (needsPassword)
+            *needsPassword = !opened->isOk() && opened->getErrorCode() == errEncrypted;
         if (!opened->isOk() || opened->getNumPages() < 1)
             return nullptr;
         return std::make_unique<Renderer>(std::move(file), std::move(opened));

@@ -31,6 +31,7 @@ public:
 std::unique_ptr<Document> open(const std::filesystem::path& url);
 
 /// The same for a file that is open for reading. `document` is closed with the renderer.
-std::unique_ptr<Document> open(FileDescriptor document);
+/// `needsPassword`, where it is given, becomes whether a password is all that lacks.
+std::unique_ptr<Document> open(FileDescriptor document, bool* needsPassword = nullptr);
 
 } // namespace Bleedwise::PopplerRenderer

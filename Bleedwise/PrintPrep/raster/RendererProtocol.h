@@ -1,6 +1,7 @@
 #pragma once
 
 #include "PrintPrep/raster/PageGeometry.h"
+#include "PrintPrep/raster/PageRenderer.h"
 
 #include <cmath>
 #include <cstdint>
@@ -15,7 +16,7 @@
 namespace Bleedwise::RendererProtocol {
 
 /// To be raised with every change in this file.
-inline constexpr std::uint32_t version = 2;
+inline constexpr std::uint32_t version = 3;
 
 enum class Kind : std::uint32_t {
     /// Attached: a document for reading. The reply has its page count.
@@ -31,6 +32,10 @@ enum class Kind : std::uint32_t {
     /// Attached: a document for reading. The reply has its first page's media box. Afterwards no
     /// document is open.
     measureDocument,
+    /// The reply has the page's media box, rotation and annotations.
+    describePage,
+    /// The reply has the page's `foreignColor`.
+    auditColors,
 };
 
 struct Request {
@@ -53,6 +58,8 @@ enum class Status : std::uint32_t {
     tooLarge,
     /// Drawing broke off.
     failed,
+    /// The document needs a password.
+    locked,
 };
 
 struct Reply {
@@ -61,11 +68,15 @@ struct Reply {
     std::int64_t pageCount = 0;
     std::int64_t imagePixels = 0;
     Rectangle mediaBox;
+    /// Encloses what annotations draw; all 0 when they draw nothing.
+    Rectangle annotations;
+    std::int64_t rotation = 0;
+    std::int64_t foreignColor = 0;
 };
 
 // What is sent is all of the bytes: none of them may be padding, whose content is anybody's guess.
 static_assert(sizeof(Request) == 8 + 8 + 2 * 8 + 8 * 8 + 3 * 8);
-static_assert(sizeof(Reply) == 8 + 2 * 8 + 4 * 8);
+static_assert(sizeof(Reply) == 8 + 2 * 8 + 8 * 8 + 2 * 8);
 static_assert(std::is_trivially_copyable_v<Request> && std::is_trivially_copyable_v<Reply>);
 
 /// More pages than a document has objects at most (ISO 32000-1, table C.1) are none.
@@ -84,6 +95,8 @@ inline bool isPlausible(const Request& request, bool hasAttachment) {
     case Kind::measureDocument:
         return hasAttachment;
     case Kind::mediaBox:
+    case Kind::describePage:
+    case Kind::auditColors:
         return isPage;
     case Kind::setProfile:
     case Kind::setBitmap:
@@ -101,9 +114,13 @@ inline bool isBox(const Rectangle& box) {
            box.height > 0;
 }
 
+inline bool isTurn(std::int64_t degrees) {
+    return degrees >= 0 && degrees < 360 && degrees % 90 == 0;
+}
+
 /// Whether `reply` can be one to a request of this kind.
 inline bool isPlausible(const Reply& reply, Kind kind) {
-    if (reply.version != version || reply.status < Status::done || reply.status > Status::failed)
+    if (reply.version != version || reply.status < Status::done || reply.status > Status::locked)
         return false;
     if (reply.status != Status::done)
         return true;
@@ -111,6 +128,12 @@ inline bool isPlausible(const Reply& reply, Kind kind) {
         return reply.pageCount >= 1 && reply.pageCount <= mostPages;
     if (kind == Kind::mediaBox || kind == Kind::measureDocument)
         return isBox(reply.mediaBox);
+    if (kind == Kind::describePage)
+        return isBox(reply.mediaBox) && isTurn(reply.rotation) &&
+               (reply.annotations == Rectangle() || isBox(reply.annotations));
+    if (kind == Kind::auditColors)
+        return reply.foreignColor >= 0 &&
+               reply.foreignColor <= static_cast<std::int64_t>(ForeignColor::other);
     return true;
 }
 

@@ -61,6 +61,10 @@ public:
             return setBitmap(request, attachment);
         case Kind::drawRows:
             return drawRows(request);
+        case Kind::describePage:
+            return describePage(static_cast<int>(request.page));
+        case Kind::auditColors:
+            return auditColors(static_cast<int>(request.page));
         case Kind::measureDocument:
             break;
         }
@@ -73,8 +77,9 @@ public:
 private:
     Reply openDocument(FileDescriptor file) {
         Reply reply;
-        document_ = PopplerRenderer::open(std::move(file));
-        reply.status = document_ ? Status::done : Status::notThere;
+        bool isLocked = false;
+        document_ = PopplerRenderer::open(std::move(file), &isLocked);
+        reply.status = document_ ? Status::done : isLocked ? Status::locked : Status::notThere;
         reply.pageCount = document_ ? document_->pageCount() : 0;
         return reply;
     }
@@ -85,6 +90,26 @@ private:
         reply.status = box ? Status::done : Status::notThere;
         reply.mediaBox = box.value_or(Rectangle());
         reply.imagePixels = box ? document_->imagePixels(page) : 0;
+        return reply;
+    }
+
+    Reply describePage(int page) {
+        Reply reply;
+        const auto description = document_ ? document_->describe(page) : std::nullopt;
+        reply.status = description ? Status::done : Status::notThere;
+        if (description) {
+            reply.mediaBox = description->mediaBox;
+            reply.rotation = description->rotation;
+            reply.annotations = description->annotations;
+        }
+        return reply;
+    }
+
+    Reply auditColors(int page) {
+        Reply reply;
+        const auto color = document_ ? document_->foreignColor(page) : std::nullopt;
+        reply.status = color ? Status::done : Status::notThere;
+        reply.foreignColor = static_cast<std::int64_t>(color.value_or(ForeignColor::none));
         return reply;
     }
 

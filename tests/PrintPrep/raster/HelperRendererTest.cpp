@@ -2,6 +2,7 @@
 
 #include "PrintPrep/PrintPrepError.h"
 #include "PrintPrep/platform/FileSystemError.h"
+#include "support/Command.h"
 #include "support/OpenDescriptors.h"
 #include "support/Rendering.h"
 #include "support/SmallPDF.h"
@@ -164,6 +165,47 @@ TEST_P(Seams, AreInvisible) {
     expectEqual(alone, pixelsOf(url, 2, fourBands));
     expectEqual(alone, pixelsOf(url, 3, fourBands));
     expectEqual(alone, pixelsOf(url, 4, fourBands));
+}
+
+TEST(HelperRenderer, DescribesAPage) {
+    const TemporaryFolder folder;
+    const auto document = HelperRenderer::open(folder.file(
+        "a.pdf", TestPDF::ofPage({"", "", "-5 10 19 40",
+                                  "/Rotate -90 /Annots [<< /Type /Annot /Subtype /Square /Rect [1 "
+                                  "12 3 20] >> << /Type /Annot /Subtype /Circle /Rect [2 15 9 25] "
+                                  ">> << /Type /Annot /Subtype /Link /Rect [0 0 99 99] >>]"})));
+    const auto description = document->describe(1);
+    ASSERT_TRUE(description);
+    EXPECT_EQ(description->mediaBox, (Rectangle{-5, 10, 24, 30}));
+    EXPECT_EQ(description->rotation, 270);
+    EXPECT_EQ(description->annotations, (Rectangle{1, 12, 8, 13}));
+}
+
+TEST(HelperRenderer, DescribesAPageWithoutAnnotations) {
+    const TemporaryFolder folder;
+    const auto document = HelperRenderer::open(folder.file("a.pdf", TestPDF::ofPage({""})));
+    EXPECT_EQ(document->describe(1).value().annotations, Rectangle());
+    EXPECT_FALSE(document->describe(2));
+}
+
+TEST(HelperRenderer, FindsForeignColours) {
+    const TemporaryFolder folder;
+    const auto document =
+        HelperRenderer::open(folder.file("a.pdf", TestPDF::ofPage({"1 0 0 rg 0 0 9 9 re f"})));
+    EXPECT_EQ(document->foreignColor(1), ForeignColor::rgb);
+}
+
+TEST(HelperRenderer, TellsAMissingPasswordFromOtherTrouble) {
+    const TemporaryFolder folder;
+    const path locked = folder / "locked.pdf";
+    Testing::outputOf({"qpdf", "--encrypt", "user", "owner", "256", "--",
+                       folder.file("plain.pdf", Testing::smallPDF()), locked});
+    HelperRenderer::Opening opening(locked);
+    EXPECT_EQ(opening.finish(), nullptr);
+    EXPECT_TRUE(opening.needsPassword());
+    HelperRenderer::Opening other(folder.file("broken.pdf", "%PDF-1.4 nonsense"));
+    EXPECT_EQ(other.finish(), nullptr);
+    EXPECT_FALSE(other.needsPassword());
 }
 
 TEST(HelperRenderer, DrawsSamplesWithoutSeams) {

@@ -47,9 +47,41 @@ TEST(Reply, HasABoxOfNumbers) {
     EXPECT_FALSE(isPlausible(measured({0, 0, 1, none}), Kind::mediaBox));
 }
 
+TEST(Reply, HasARotationByQuarterTurns) {
+    Reply reply = measured({0, 0, 1, 1});
+    for (const std::int64_t rotation : {0, 90, 180, 270}) {
+        reply.rotation = rotation;
+        EXPECT_TRUE(isPlausible(reply, Kind::describePage)) << rotation;
+    }
+    for (const std::int64_t rotation : {-90, 1, 360}) {
+        reply.rotation = rotation;
+        EXPECT_FALSE(isPlausible(reply, Kind::describePage)) << rotation;
+    }
+}
+
+TEST(Reply, HasAnnotationsOfPositiveSizeOrNone) {
+    Reply reply = measured({0, 0, 1, 1});
+    reply.annotations = {1, 1, 2, 2};
+    EXPECT_TRUE(isPlausible(reply, Kind::describePage));
+    reply.annotations = {1, 1, 2, -2};
+    EXPECT_FALSE(isPlausible(reply, Kind::describePage));
+}
+
+TEST(Reply, HasAKnownForeignColor) {
+    Reply reply;
+    reply.status = Status::done;
+    reply.foreignColor = static_cast<std::int64_t>(ForeignColor::other);
+    EXPECT_TRUE(isPlausible(reply, Kind::auditColors));
+    for (const std::int64_t color : {-1, 4}) {
+        reply.foreignColor = color;
+        EXPECT_FALSE(isPlausible(reply, Kind::auditColors)) << color;
+    }
+}
+
 TEST(Reply, NeedsNothingElseWhenItIsARefusal) {
     Reply reply;
-    for (const Status status : {Status::notThere, Status::tooLarge, Status::failed}) {
+    for (const Status status :
+         {Status::notThere, Status::tooLarge, Status::failed, Status::locked}) {
         reply.status = status;
         EXPECT_TRUE(isPlausible(reply, Kind::openDocument));
     }
@@ -57,7 +89,7 @@ TEST(Reply, NeedsNothingElseWhenItIsARefusal) {
 
 TEST(Reply, HasAKnownStatus) {
     Reply reply = opened(1);
-    for (const std::uint32_t status : {0U, 5U, ~0U}) {
+    for (const std::uint32_t status : {0U, 6U, ~0U}) {
         reply.status = static_cast<Status>(status);
         EXPECT_FALSE(isPlausible(reply, Kind::openDocument)) << status;
     }
