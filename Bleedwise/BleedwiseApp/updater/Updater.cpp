@@ -249,10 +249,10 @@ void Updater::failCheck(const QString& failure) {
 // The package.
 
 void Updater::install() {
-    show(std::nullopt);
     try {
         Package::requireInstallable(*item_, surroundings_.publicKey);
     } catch (const UpdateError& error) {
+        show(std::nullopt);
         presentFailure(installTitle, error.sentence());
         return;
     }
@@ -410,8 +410,10 @@ void Updater::cancel() {
     download_.reset();
     packageDownload_.reset();
     waitingPanel_.reset();
-    package_.remove(); // finished, but nobody has been told yet
-    package_.setFileName({});
+    if (!package_.fileName().isEmpty()) { // finished, but nobody has been told yet
+        package_.remove();
+        package_.setFileName({});
+    }
     show(std::nullopt);
 }
 

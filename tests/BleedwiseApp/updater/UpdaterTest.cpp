@@ -292,6 +292,16 @@ TEST_F(UpdaterTest, FetchesAndVerifiesThePackageAndAsksBeforeItIsOpened) {
     EXPECT_EQ(opened.size(), 0U);
 }
 
+TEST_F(UpdaterTest, GoesFromTheOfferToThePackageWithoutClosingThePanel) {
+    check(availableTitle);
+    bool hasClosed = false;
+    QObject::connect(updater.get(), &Updater::panelChanged,
+                     [&] { hasClosed = hasClosed || !updater->isShowing(); });
+    updater->perform("install");
+    expectTitle(readyTitle);
+    EXPECT_FALSE(hasClosed);
+}
+
 TEST_F(UpdaterTest, HasTheSystemOpenThePackage) {
     check(availableTitle);
     updater->perform("install");
