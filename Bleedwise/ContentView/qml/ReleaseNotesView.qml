@@ -41,7 +41,7 @@ FocusScope {
 
             objectName: "notesText"
             width: flickable.width
-            text: root.notes
+            text: `<style>a { color: ${Theme.accentColor} }</style>${root.notes}`
             textFormat: TextEdit.RichText
             readOnly: true
             selectByMouse: true

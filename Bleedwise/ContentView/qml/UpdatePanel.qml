@@ -9,7 +9,7 @@ DialogPanel {
     required property var updater
 
     title: root.updater.title
-    width: 440
+    width: Math.max(460, row.implicitWidth + root.leftPadding + root.rightPadding)
     modal: false
 
     onAboutToShow: root.focusLikeliest()
@@ -96,6 +96,8 @@ DialogPanel {
         }
 
         RowLayout {
+            id: row
+
             Layout.fillWidth: true
             Layout.topMargin: 20
             spacing: 10
