@@ -136,8 +136,8 @@ private:
         std::vector<AppcastItem> packages;
         while (nextElement())
             readPartOfItem(item, packages);
-        for (AppcastItem& package : packages)
-            addPackage(item, std::move(package));
+        for (const AppcastItem& package : packages)
+            addPackage(item, package);
     }
 
     void readPartOfItem(AppcastItem& item, std::vector<AppcastItem>& packages) {
@@ -195,7 +195,7 @@ private:
     }
 
     /// What the item says holds before what the package says.
-    void addPackage(const AppcastItem& item, AppcastItem package) {
+    void addPackage(const AppcastItem& item, const AppcastItem& package) {
         AppcastItem whole = item;
         if (whole.version.isEmpty())
             whole.version = package.version;
@@ -221,10 +221,10 @@ bool fits(const AppcastItem& item, const QString& systemVersion) {
     if (item.os.compare(thisSystem, Qt::CaseInsensitive) != 0 || !item.channel.isEmpty())
         return false;
     if (!item.minimumSystemVersion.isEmpty() &&
-        VersionComparison::compare(systemVersion, item.minimumSystemVersion) < 0)
+        std::is_lt(VersionComparison::compare(systemVersion, item.minimumSystemVersion)))
         return false;
     return item.maximumSystemVersion.isEmpty() ||
-           VersionComparison::compare(systemVersion, item.maximumSystemVersion) <= 0;
+           std::is_lteq(VersionComparison::compare(systemVersion, item.maximumSystemVersion));
 }
 
 } // namespace
@@ -239,7 +239,7 @@ const AppcastItem* best(const std::vector<AppcastItem>& items, const QString& sy
     const AppcastItem* newest = nullptr;
     for (const AppcastItem& item : items) {
         if (fits(item, systemVersion) &&
-            (!newest || VersionComparison::compare(item.version, newest->version) > 0))
+            (!newest || std::is_gt(VersionComparison::compare(item.version, newest->version))))
             newest = &item;
     }
     return newest;

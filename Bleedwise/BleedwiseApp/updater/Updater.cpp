@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <compare>
 #include <utility>
 
 #include <QCoreApplication>
@@ -167,8 +168,8 @@ void Updater::decide(const QUrl& feedURL) {
         const std::vector<AppcastItem> items = Appcast::parse(received_, feedURL);
         received_.clear();
         const AppcastItem* best = Appcast::best(items, surroundings_.systemVersion);
-        if (!best ||
-            VersionComparison::compare(best->version, surroundings_.installedVersion) <= 0) {
+        if (!best || std::is_lteq(VersionComparison::compare(best->version,
+                                                             surroundings_.installedVersion))) {
             presentNothingNew(best);
         } else if (kind_ == Kind::manual || !isSkipped(best->version)) {
             item_ = *best;
@@ -183,7 +184,8 @@ void Updater::presentNothingNew(const AppcastItem* newest) {
     if (kind_ == Kind::scheduled)
         return;
     const QString& installed = surroundings_.installedVersion;
-    const bool isNewer = newest && VersionComparison::compare(newest->version, installed) < 0;
+    const bool isNewer =
+        newest && std::is_lt(VersionComparison::compare(newest->version, installed));
     present({.title = QStringLiteral("You’re up to date"),
              .message = isNewer
                             ? QStringLiteral("Your version of Bleedwise, %1, is newer than the "
@@ -196,7 +198,7 @@ void Updater::presentNothingNew(const AppcastItem* newest) {
 
 bool Updater::isSkipped(const QString& version) const {
     const QString skipped = SettingsStore(surroundings_.settingsDomain).text(skippedKey, {});
-    return !skipped.isEmpty() && VersionComparison::compare(version, skipped) == 0;
+    return !skipped.isEmpty() && std::is_eq(VersionComparison::compare(version, skipped));
 }
 
 void Updater::fetchNotes() {

@@ -74,7 +74,7 @@ std::weak_ordering compare(const QString& left, const QString& right) {
     for (std::size_t i = 0; i < count; ++i) {
         const std::weak_ordering order = compareParts(i < leftParts.size() ? leftParts[i] : zero,
                                                       i < rightParts.size() ? rightParts[i] : zero);
-        if (order != 0)
+        if (std::is_neq(order))
             return order;
     }
     return std::weak_ordering::equivalent;

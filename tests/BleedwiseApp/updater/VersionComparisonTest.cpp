@@ -23,11 +23,11 @@ constexpr auto nameOf = [](const auto& example) { return example.param.name; };
 class Earlier : public testing::TestWithParam<Pair> {};
 
 TEST_P(Earlier, ComesBefore) {
-    EXPECT_TRUE(VersionComparison::compare(GetParam().left, GetParam().right) < 0);
+    EXPECT_TRUE(std::is_lt(VersionComparison::compare(GetParam().left, GetParam().right)));
 }
 
 TEST_P(Earlier, IsComparedTheSameBothWaysRound) {
-    EXPECT_TRUE(VersionComparison::compare(GetParam().right, GetParam().left) > 0);
+    EXPECT_TRUE(std::is_gt(VersionComparison::compare(GetParam().right, GetParam().left)));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -47,7 +47,7 @@ INSTANTIATE_TEST_SUITE_P(
 class Equal : public testing::TestWithParam<Pair> {};
 
 TEST_P(Equal, IsNeitherBeforeNorAfter) {
-    EXPECT_TRUE(VersionComparison::compare(GetParam().left, GetParam().right) == 0);
+    EXPECT_TRUE(std::is_eq(VersionComparison::compare(GetParam().left, GetParam().right)));
 }
 
 INSTANTIATE_TEST_SUITE_P(All, Equal,
