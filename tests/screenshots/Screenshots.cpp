@@ -132,7 +132,11 @@ public:
                      signer_.signature(package) + "\"/></item></channel></rss>"});
     }
 
-    static std::string wholePackage() { return std::string(8'400'000, 'p'); }
+    static std::string wholePackage() {
+        std::string package;
+        package.resize(8'400'000, 'p');
+        return package;
+    }
 
     void await(const QString& title) {
         waitUntil([&] { return updater_.title().startsWith(title); });
@@ -400,7 +404,9 @@ std::vector<State> states() {
         {"update-failed",
          [](Scene& scene, const auto& takePicture) {
              auto& updater = scene.addUpdater();
-             updater.offer(std::string(PosingUpdater::wholePackage().size(), 'f'));
+             std::string forgery = PosingUpdater::wholePackage();
+             forgery.back() = 'f';
+             updater.offer(forgery);
              updater.install();
              updater.await("The update cannot");
              takePicture();
