@@ -591,7 +591,9 @@ TEST_F(UpdaterTest, SaysThatThereIsAnAnswerToWhoeverAsksDuringABatch) {
     updater->setBatchIsRunning(true);
     settle();
     updater->checkForUpdates();
-    EXPECT_EQ(updater->message(), "The answer is shown when the files have been converted.");
+    EXPECT_TRUE(loop.runUntil([this] {
+        return updater->message() == "The answer is shown when the files have been converted.";
+    }));
 }
 
 TEST_F(UpdaterTest, LeavesNothingOfAPackageThatIsCancelledDuringABatch) {
