@@ -1,5 +1,6 @@
 #include "BleedwiseApp/TerminationSignals.h"
 #include "BleedwiseApp/WaylandSeat.h"
+#include "BleedwiseApp/updater/InformationDictionary.h"
 #include "ContentView/ContentView.h"
 #include "ContentView/MainWindow.h"
 #include "PrintPrep/platform/SilencedStreams.h"
@@ -64,7 +65,16 @@ std::unique_ptr<QApplication> openDisplay(int& argc, char** argv) {
     return application;
 }
 
-int run(int argc, char** argv) {
+/// What the updater has to say waits for the end of a batch.
+void tellAboutBatches(QObject* updater, const ContentView& viewModel) {
+    if (!updater)
+        return;
+    QObject::connect(&viewModel, &ContentView::isConvertingChanged, updater, [updater, &viewModel] {
+        updater->setProperty("batchIsRunning", viewModel.isConverting());
+    });
+}
+
+int run(int argc, char** argv, QObject* updater) {
     QCoreApplication::setApplicationName(QStringLiteral("Bleedwise"));
     QCoreApplication::setApplicationVersion(QStringLiteral(BLEEDWISE_VERSION));
     QApplication::setDesktopFileName(QStringLiteral("app.bleedwise.Bleedwise"));
@@ -72,8 +82,9 @@ int run(int argc, char** argv) {
     const TerminationSignals terminationSignals;
 
     ContentView viewModel;
+    tellAboutBatches(updater, viewModel);
     QQmlEngine engine;
-    const std::unique_ptr<QQuickWindow> window = MainWindow::make(engine, viewModel);
+    const std::unique_ptr<QQuickWindow> window = MainWindow::make(engine, viewModel, updater);
     if (!window) // Qt has told the details
         failToOpen(QStringLiteral("a part of Qt Quick is missing"));
     QObject::connect(
@@ -86,7 +97,13 @@ int run(int argc, char** argv) {
 } // namespace
 } // namespace Bleedwise
 
-/// What `DesktopModule::load()` looks for.
-extern "C" [[gnu::visibility("default")]] int runBleedwiseDesktop(int argc, char** argv) {
-    return Bleedwise::run(argc, argv);
+// What `DesktopModule::load()` looks for.
+
+extern "C" [[gnu::visibility("default")]] int runBleedwiseDesktop(int argc, char** argv,
+                                                                  QObject* updater) {
+    return Bleedwise::run(argc, argv, updater);
+}
+
+extern "C" [[gnu::visibility("default")]] bool bleedwiseSparkleConfigurationIsReady() {
+    return Bleedwise::InformationDictionary::ofMainBundle().sparkleConfigurationIsReady();
 }

@@ -33,7 +33,7 @@ bool chooseRenderer() {
 
 } // namespace
 
-std::unique_ptr<QQuickWindow> make(QQmlEngine& engine, ContentView& viewModel) {
+std::unique_ptr<QQuickWindow> make(QQmlEngine& engine, ContentView& viewModel, QObject* updater) {
     static const bool rendererIsChosen = chooseRenderer();
     static_cast<void>(rendererIsChosen);
     qml_register_types_Bleedwise_Window();
@@ -42,7 +42,8 @@ std::unique_ptr<QQuickWindow> make(QQmlEngine& engine, ContentView& viewModel) {
     QQmlComponent component(&engine,
                             QUrl("qrc:/qt-project.org/imports/Bleedwise/Window/MainWindow.qml"));
     std::unique_ptr<QObject> object(
-        component.createWithInitialProperties({{"viewModel", QVariant::fromValue(&viewModel)}}));
+        component.createWithInitialProperties({{"viewModel", QVariant::fromValue(&viewModel)},
+                                               {"updater", QVariant::fromValue(updater)}}));
     for (const auto& error : component.errors())
         qWarning().noquote() << error.toString();
     auto* window = qobject_cast<QQuickWindow*>(object.get());

@@ -20,14 +20,16 @@ class Row:
 
 
 class Program:
-    def __init__(self, desktop, build, environment=None, hides_ghostscript=True, has_focus=True):
-        """Starts it and waits for its window. Where the Ghostscripts that are installed are hidden
-        from it, it finds the test's own or none."""
+    def __init__(self, desktop, build, environment=None, hides_ghostscript=True, has_focus=True,
+                 folder=None):
+        """Starts it, from another folder if need be, and waits for its window. Where the
+        Ghostscripts that are installed are hidden from it, it finds the test's own or none."""
         self.desktop = desktop
         variables = dict(environment or {})
         if hides_ghostscript:
             variables["LD_PRELOAD"] = os.fspath(build / "tests/EndToEnd/HiddenGhostscript.so")
-        self.process = desktop.start(build / "bleedwise", cwd=desktop.files, environment=variables)
+        self.process = desktop.start((folder or build) / "bleedwise", cwd=desktop.files,
+                                     environment=variables)
         self.application = AccessibilityBus(desktop).application(self.process.pid)
         eventually(self._is_active if has_focus else self._is_shown, "a window")
 
@@ -64,6 +66,18 @@ class Program:
         while name not in (before := self.focused_names()):
             self.desktop.press("Tab")
             eventually(lambda: self.focused_names() != before, "another focus")
+
+    # The application menu.
+
+    def open_menu(self):
+        self.desktop.click(self.button("Application menu").centre)
+        self.get("menu item", "Quit")
+
+    def menu_items(self):
+        """Their texts, from the first to the last."""
+        return answer(lambda: [name for _, name in sorted(
+            (element.extents[1], element.name) for element in self.window().descendants()
+            if element.role == "menu item" and element.is_showing())])
 
     # The list.
 

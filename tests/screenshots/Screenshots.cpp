@@ -3,9 +3,12 @@
 // The scale is QT_SCALE_FACTOR. The view model is the program's own, too, but for its Ghostscript,
 // which stops at a file for as long as the photograph takes, or fails, as a state needs it.
 
+#include "BleedwiseApp/updater/Updater.h"
 #include "ContentView/ContentView.h"
 #include "ContentView/MainWindow.h"
+#include "support/Authority.h"
 #include "support/FakeGhostscript.h"
+#include "support/HTTPSServer.h"
 #include "support/Rendering.h"
 #include "support/ScopedVariable.h"
 #include "support/TemporaryFolder.h"
@@ -23,6 +26,7 @@
 #include <system_error>
 #include <vector>
 
+#include <QDateTime>
 #include <QGuiApplication>
 #include <QImage>
 #include <QKeyEvent>
@@ -88,6 +92,70 @@ private:
     std::optional<FakeGhostscript> program_;
 };
 
+/// An updater of version 1.0 whose server offers 2.0.
+class PosingUpdater {
+public:
+    explicit PosingUpdater(const std::string& downloadFolder)
+        : updater_({.feedURL = server_.url("/feed.xml"),
+                    .publicKey = QString::fromStdString(signer_.publicKey()),
+                    .installedVersion = "1.0",
+                    .systemVersion = "6.1.0",
+                    .settingsDomain = "screenshots",
+                    .downloadFolder = QString::fromStdString(downloadFolder),
+                    .network = {.tls = [this] { return authority_.trust(); },
+                                .isOnline = [] { return true; }},
+                    .now = [] { return QDateTime::currentDateTimeUtc(); },
+                    .open = [](const QUrl&) { return true; }},
+                   Updater::Starting::onDemand) {}
+
+    Updater& updater() { return updater_; }
+
+    /// With a package of some megabytes, which is what the server sends, or the beginning of that.
+    void offer(const std::string& sent) {
+        const std::string package = wholePackage();
+        server_.serve("/bleedwise.deb", {.body = sent,
+                                         .claimedLength = static_cast<long>(package.size()),
+                                         .stalls = sent.size() < package.size()});
+        server_.serve(
+            "/feed.xml",
+            {.body = "<rss xmlns:sparkle=\"http://www.andymatuschak.org/xml-namespaces/sparkle\">"
+                     "<channel><item><sparkle:version>2.0</sparkle:version><description>"
+                     "&lt;h2&gt;New&lt;/h2&gt;&lt;ul&gt;"
+                     "&lt;li&gt;Raster draws several pages at once.&lt;/li&gt;"
+                     "&lt;li&gt;Sizes such as 8.5x11in are understood, see "
+                     "&lt;a href=\"https://bleedwise.test/sizes\"&gt;all of them&lt;/a&gt;."
+                     "&lt;/li&gt;&lt;/ul&gt;&lt;h2&gt;Mended&lt;/h2&gt;&lt;ul&gt;"
+                     "&lt;li&gt;Spot colors in soft masks come out as they are.&lt;/li&gt;"
+                     "&lt;/ul&gt;</description>"
+                     "<enclosure url=\"/bleedwise.deb\" sparkle:os=\"linux\" length=\"" +
+                     std::to_string(package.size()) + "\" sparkle:edSignature=\"" +
+                     signer_.signature(package) + "\"/></item></channel></rss>"});
+    }
+
+    static std::string wholePackage() {
+        std::string package;
+        package.resize(8'400'000, 'p');
+        return package;
+    }
+
+    void await(const QString& title) {
+        waitUntil([&] { return updater_.title().startsWith(title); });
+    }
+
+    /// Goes on with a version that is on offer.
+    void install() {
+        updater_.checkForUpdates();
+        await("A new version");
+        updater_.perform("install");
+    }
+
+private:
+    Authority authority_;
+    HTTPSServer server_{authority_.certificate()};
+    SigningKey signer_;
+    Updater updater_;
+};
+
 /// One window with everything around it.
 class Scene {
 public:
@@ -135,6 +203,13 @@ public:
         for (int number = 1; number <= 10000; ++number)
             lines.append(QString("Page %1").arg(number));
         view().logLines()->append(lines);
+    }
+
+    /// As in a release that has one.
+    PosingUpdater& addUpdater() {
+        updater_.emplace((folder_ / "Downloads").native());
+        window_->setProperty("updater", QVariant::fromValue<QObject*>(&updater_->updater()));
+        return *updater_;
     }
 
     /// As on a machine without it.
@@ -195,6 +270,7 @@ private:
     ScopedVariable temporary_{"TMPDIR", temporaryDirectory_.path().native()};
     PosingGhostscript ghostscript_;
     bool hasGhostscript_ = true;
+    std::optional<PosingUpdater> updater_;
     std::unique_ptr<ContentView> view_ = std::make_unique<ContentView>(
         SettingsStore("screenshots"), ContentView::Discovery{[this] { return installation(); },
                                                              [] { return outputProfileURL(); }});
@@ -285,6 +361,55 @@ std::vector<State> states() {
                  takePicture();
                  scene.view().continueBatch();
              });
+         }},
+        {"update-menu",
+         [](Scene& scene, const auto& takePicture) {
+             scene.addUpdater();
+             scene.press("applicationMenu");
+             takePicture();
+         }},
+        {"update-question",
+         [](Scene& scene, const auto& takePicture) {
+             auto& updater = scene.addUpdater().updater();
+             updater.start();
+             updater.start();
+             takePicture();
+         }},
+        {"update-available",
+         [](Scene& scene, const auto& takePicture) {
+             scene.queueSamples();
+             auto& updater = scene.addUpdater();
+             updater.offer(PosingUpdater::wholePackage());
+             updater.updater().checkForUpdates();
+             updater.await("A new version");
+             takePicture();
+         }},
+        {"update-downloading",
+         [](Scene& scene, const auto& takePicture) {
+             auto& updater = scene.addUpdater();
+             const std::string part = PosingUpdater::wholePackage().substr(0, 3'000'000);
+             updater.offer(part);
+             updater.install();
+             waitUntil([&] { return updater.updater().progressText().startsWith("3.0 MB"); });
+             takePicture();
+         }},
+        {"update-ready",
+         [](Scene& scene, const auto& takePicture) {
+             auto& updater = scene.addUpdater();
+             updater.offer(PosingUpdater::wholePackage());
+             updater.install();
+             updater.await("Version 2.0 is ready");
+             takePicture();
+         }},
+        {"update-failed",
+         [](Scene& scene, const auto& takePicture) {
+             auto& updater = scene.addUpdater();
+             std::string forgery = PosingUpdater::wholePackage();
+             forgery.back() = 'f';
+             updater.offer(forgery);
+             updater.install();
+             updater.await("The update cannot");
+             takePicture();
          }},
         {"smallest",
          [](Scene& scene, const auto& takePicture) {

@@ -8,6 +8,9 @@ Window {
     // What is shown and done; see the class ContentView.
     required property var viewModel
 
+    // What looks for new versions; see the class Updater. Null when nothing does.
+    property var updater: null
+
     width: 880
     height: 640
     minimumWidth: Math.max(720, content.minimumWidth)
@@ -71,7 +74,9 @@ Window {
         objectName: "strip"
         width: parent.width
         window: root
+        checksForUpdates: root.updater !== null
         onAboutRequested: about.active = true
+        onUpdateCheckRequested: root.updater.checkForUpdates()
         onQuitRequested: root.close()
     }
 
@@ -103,6 +108,15 @@ Window {
         sourceComponent: AboutDialog {
             visible: true
             onClosed: about.active = false
+        }
+    }
+
+    Loader {
+        active: root.updater?.showing ?? false
+        sourceComponent: UpdatePanel {
+            objectName: "updatePanel"
+            visible: true
+            updater: root.updater
         }
     }
 

@@ -1,3 +1,4 @@
+import QtQml.Models
 import QtQuick
 
 // The slim strip at the top of the frameless window: the application menu, room to grab the window
@@ -7,10 +8,14 @@ Item {
 
     required property Window window
 
+    // Whether the menu offers to check for updates.
+    property bool checksForUpdates: false
+
     readonly property bool maximized: root.window.visibility === Window.Maximized
         || root.window.visibility === Window.FullScreen
 
     signal aboutRequested
+    signal updateCheckRequested
     signal quitRequested
 
     implicitHeight: Theme.stripHeight
@@ -101,6 +106,8 @@ Item {
             }
 
             sourceComponent: PopupMenu {
+                id: entries
+
                 objectName: "menu"
                 y: menuButton.height + 4
                 closePolicy: PopupMenu.CloseOnEscape | PopupMenu.CloseOnPressOutsideParent
@@ -108,6 +115,17 @@ Item {
                 PopupMenuItem {
                     text: "About Bleedwise"
                     onTriggered: root.aboutRequested()
+                }
+
+                // Absent, not disabled, when nothing checks.
+                Instantiator {
+                    active: root.checksForUpdates
+                    delegate: PopupMenuItem {
+                        text: "Check for Updates…"
+                        onTriggered: root.updateCheckRequested()
+                    }
+                    onObjectAdded: (index, object) => entries.insertItem(1, object)
+                    onObjectRemoved: (index, object) => entries.removeItem(object)
                 }
 
                 PopupMenuSeparator {}
