@@ -1,5 +1,6 @@
 #include "PrintPrep/platform/AvailableProcessors.h"
 
+#include <cstddef>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -16,7 +17,7 @@ TEST(AvailableProcessors, AreSomeOfTheMachines) {
 TEST(AvailableProcessors, AreThoseThatTheProcessWasGiven) {
     cpu_set_t all;
     ASSERT_EQ(::sched_getaffinity(0, sizeof all, &all), 0);
-    int first = 0;
+    std::size_t first = 0;
     while (!CPU_ISSET(first, &all))
         ++first;
     cpu_set_t one;
