@@ -1,6 +1,7 @@
 // A renderer that fails in the way that its own name says, where it does not fail by then it does
 // as it is asked, after a fashion: it opens documents, whatever they are, and draws black.
 
+#include "PrintPrep/platform/FileDescriptor.h"
 #include "PrintPrep/platform/HelperProcess.h"
 #include "PrintPrep/platform/MessageSocket.h"
 #include "PrintPrep/raster/RendererProtocol.h"
@@ -9,9 +10,9 @@
 #include <filesystem>
 #include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include <sys/mman.h>
 #include <unistd.h>
 
 namespace {
@@ -34,6 +35,7 @@ bool isDue(const std::string& misdeed, const std::string& deed, Kind kind) {
     const char* when = kind == Kind::openDocument ? "-opening"
                        : kind == Kind::mediaBox   ? "-measuring"
                        : kind == Kind::setProfile ? "-colouring"
+                       : kind == Kind::setBitmap  ? "-preparing"
                                                   : "-drawing";
     return misdeed == deed + when;
 }
@@ -53,10 +55,11 @@ int main(int, char** argv) {
     };
     if (misdeed == "dies-at-once")
         return 1;
+    FileDescriptor bitmap;
     for (;;) {
         Request request;
-        const auto received = MessageSocket::receive(ours, &request, sizeof request,
-                                                     MessageSocket::Attachments::allowed);
+        auto received = MessageSocket::receive(ours, &request, sizeof request,
+                                               MessageSocket::Attachments::allowed);
         if (!received)
             return 0;
         if (does("dies", request))
@@ -81,13 +84,10 @@ int main(int, char** argv) {
             reply.pageCount = 0;
         if (does("has-no-size", request))
             reply.mediaBox.width = std::numeric_limits<double>::quiet_NaN();
-        if (request.kind == Kind::drawRows) {
-            draw(request, received->attachment.get());
-            if (misdeed == "keeps-the-bitmap-drawing" &&
-                ::mmap(nullptr, 1, PROT_READ | PROT_WRITE, MAP_SHARED, received->attachment.get(),
-                       0) == MAP_FAILED)
-                return 1;
-        }
+        if (request.kind == Kind::setBitmap)
+            bitmap = std::move(received->attachment);
+        if (request.kind == Kind::drawRows)
+            draw(request, bitmap.get());
         if (does("is-short", request)) {
             MessageSocket::send(ours, &reply, sizeof reply - 1);
         } else if (does("is-long", request)) {

@@ -40,10 +40,11 @@ bool SharedMemory::finish() {
     return ::fcntl(file_.get(), F_ADD_SEALS, F_SEAL_WRITE | F_SEAL_SEAL) == 0;
 }
 
-void* SharedMemory::map() const noexcept {
-    // Private, since kernels before 6.7 take any shared mapping for one that could become writable.
-    void* mapping = ::mmap(nullptr, size_, PROT_READ, MAP_PRIVATE, file_.get(), 0);
-    return mapping == MAP_FAILED ? nullptr : mapping;
+std::shared_ptr<std::uint8_t> SharedMemory::map(int file, std::size_t size, int protection) {
+    void* mapping = ::mmap(nullptr, size, protection, MAP_SHARED, file, 0);
+    if (mapping == MAP_FAILED)
+        return nullptr;
+    return {static_cast<std::uint8_t*>(mapping), [size](void* block) { ::munmap(block, size); }};
 }
 
 } // namespace Bleedwise

@@ -3,12 +3,17 @@
 #include "PrintPrep/platform/FileDescriptor.h"
 
 #include <cstddef>
+#include <cstdint>
+#include <memory>
 #include <optional>
 #include <string_view>
+#include <utility>
+
+#include <sys/mman.h>
 
 namespace Bleedwise {
 
-/// Memory that another process fills, and that nobody can change from a certain moment on.
+/// Memory of several processes.
 ///
 /// Its size is fixed from the start, so that no other process can take bytes away under a reader
 /// (which would be killed). The other process gets `descriptor()`.
@@ -27,11 +32,19 @@ public:
     /// a writable mapping.
     bool finish();
 
-    /// The finished bytes, for reading, until `munmap` of `size()` bytes; a null pointer when there
-    /// is no address space left.
-    void* map() const noexcept;
+    /// The bytes, which every process sees change, until the result's last owner goes; for reading
+    /// only. A null pointer when there is no address space left.
+    std::shared_ptr<std::uint8_t> map() const { return map(file_.get(), size_, PROT_READ); }
+
+    /// The same for writing, of memory that another process made and gave this one with its size.
+    static std::shared_ptr<std::uint8_t> mapForWriting(const FileDescriptor& memory,
+                                                       std::size_t size) {
+        return map(memory.get(), size, PROT_READ | PROT_WRITE);
+    }
 
 private:
+    static std::shared_ptr<std::uint8_t> map(int file, std::size_t size, int protection);
+
     SharedMemory(FileDescriptor file, std::size_t size) : file_(std::move(file)), size_(size) {}
 
     FileDescriptor file_;

@@ -34,15 +34,17 @@ public:
 
     std::size_t position() const { return position_; }
 
-    /// The next bits, at least 25 of them; zeros behind the end.
-    std::uint32_t peek() const {
+    static constexpr unsigned peekedBits = 57;
+
+    /// The next bits, at least so many of them; zeros behind the end.
+    std::uint64_t peek() const {
         std::uint64_t word = 0;
         const std::size_t byte = position_ / 8;
         if (byte + sizeof word <= stream_.size())
             std::memcpy(&word, &stream_[byte], sizeof word);
         else if (byte < stream_.size())
             std::memcpy(&word, &stream_[byte], stream_.size() - byte);
-        return static_cast<std::uint32_t>(word >> (position_ % 8));
+        return word >> (position_ % 8);
     }
     void skip(std::size_t count) {
         position_ += count;
@@ -50,7 +52,7 @@ public:
             fail();
     }
     unsigned read(unsigned count) {
-        const unsigned value = peek() & ((1U << count) - 1);
+        const auto value = static_cast<unsigned>(peek() & ((1U << count) - 1));
         skip(count);
         return value;
     }
@@ -81,20 +83,28 @@ public:
     }
 
     unsigned read(Bits& bits) const {
-        const std::uint32_t next = bits.peek();
+        unsigned length = 0;
+        const unsigned symbol = read(bits.peek(), length);
+        bits.skip(length);
+        return symbol;
+    }
+
+    /// The symbol whose code lies `used` bits behind the beginning of `word`; adds its length.
+    unsigned read(std::uint64_t word, unsigned& used) const {
+        const std::uint64_t next = word >> used;
         const Entry& entry = entries_[next & (entries_.size() - 1)];
         if (entry.length != 0) {
-            bits.skip(entry.length);
+            used += entry.length;
             return entry.symbol;
         }
         unsigned code = 0;
         unsigned first = 0;
         std::size_t index = 0;
         for (unsigned length = 1; length <= longestCode; ++length) {
-            code |= next >> (length - 1) & 1U;
+            code |= static_cast<unsigned>(next >> (length - 1) & 1U);
             const unsigned count = counts_[length];
             if (code < first + count) {
-                bits.skip(length);
+                used += length;
                 return symbols_[index + (code - first)];
             }
             index += count;
@@ -135,14 +145,22 @@ private:
 };
 
 void skipSymbols(Bits& bits, const Code& literals, const Code& distances) {
+    // A length's and a distance's code, with the bits behind them.
+    constexpr unsigned longestPair = 2 * longestCode + 5 + 13;
     for (;;) {
-        const unsigned symbol = literals.read(bits);
+        const std::uint64_t word = bits.peek();
+        unsigned used = 0;
+        unsigned symbol = 0;
+        while (symbol != endOfBlock && used <= Bits::peekedBits - longestPair) {
+            symbol = literals.read(word, used);
+            if (symbol >= firstLength) {
+                used += lengthExtraBits[symbol - firstLength];
+                used += distanceExtraBits[distances.read(word, used)];
+            }
+        }
+        bits.skip(used);
         if (symbol == endOfBlock)
             return;
-        if (symbol >= firstLength) {
-            bits.skip(lengthExtraBits[symbol - firstLength]);
-            bits.skip(distanceExtraBits[distances.read(bits)]);
-        }
     }
 }
 

@@ -19,7 +19,6 @@
 #include <vector>
 
 #include <poll.h>
-#include <sys/mman.h>
 
 namespace Bleedwise::HelperRenderer {
 namespace {
@@ -47,6 +46,8 @@ struct Worker {
     RendererHelper helper;
     /// The profile that it has; it gets none twice.
     std::optional<OutputProfile> profile = std::nullopt;
+    /// The number of the bitmap that it has; from 1 on.
+    int bitmap = 0;
     bool isDrawing = false;
 
     explicit Worker(const std::filesystem::path& executable) : helper(executable) {}
@@ -103,17 +104,18 @@ std::optional<RenderFailure> failureOf(Status status) {
     return RenderFailure::failed;
 }
 
-/// Bytes in the rows; nothing when they are more than the machine has room for.
+/// Bytes in the rows; nothing when no memory has so many.
 std::optional<std::size_t> rowBytes(const RenderRequest& request) {
     constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max() / 4;
     if (request.rowCount < 1 || request.size.width < 1 ||
         request.rowCount > most / request.size.width)
         return std::nullopt;
-    const auto bytes = static_cast<std::uint64_t>(4 * request.size.width * request.rowCount);
+    return static_cast<std::size_t>(4 * request.size.width * request.rowCount);
+}
+
+bool fitsMemory(std::size_t bytes) {
     const std::uint64_t available = availableMemory();
-    if (available <= workingMemory || bytes > available - workingMemory)
-        return std::nullopt;
-    return bytes;
+    return available > workingMemory && bytes <= available - workingMemory;
 }
 
 /// Blocks until one of them has something to say, is overdue, or has nothing to do. Throws
@@ -133,12 +135,6 @@ void await(const Workers& workers, const StopSignal& stop) {
     while (ready < 0 && errno == EINTR);
     if (waits.front().revents != 0)
         throw OperationStopped();
-}
-
-PixelBuffer mapped(const SharedMemory& memory) {
-    auto* bytes = static_cast<std::uint8_t*>(memory.map());
-    return {bytes, bytes ? memory.size() : 0,
-            [](void* block, std::size_t size) { ::munmap(block, size); }};
 }
 
 class Renderer final : public PageRenderer {
@@ -181,30 +177,38 @@ public:
     RenderResult render(const RenderRequest& request, const OutputProfile& profile) override {
         if (workers_.empty())
             return RenderFailure::failed;
-        const std::optional<std::size_t> bytes = rowBytes(request);
-        std::optional<SharedMemory> memory = bytes ? SharedMemory::create(*bytes) : std::nullopt;
-        if (!memory)
+        if (!prepareBitmap(request))
             return RenderFailure::tooLarge;
         try {
-            if (const auto failure = draw(request, profile, *memory))
+            const auto failure = draw(request, profile);
+            if (failure)
                 return *failure;
-            if (memory->finish())
-                return pixels(mapped(*memory));
+            return bitmap_;
         } catch (const RendererHelper::Failure&) {
         } catch (const std::system_error&) { // no descriptors left
         } catch (const OperationStopped&) {
             endProcesses();
-            return pixels(PixelBuffer::zeroed(*bytes));
+            return bitmap_;
         }
         endProcesses();
         return RenderFailure::failed;
     }
 
 private:
-    static RenderResult pixels(PixelBuffer buffer) {
-        if (!buffer.data())
-            return RenderFailure::tooLarge;
-        return buffer;
+    /// Pages are mostly of one size: their rows are then drawn into the same memory, since new
+    /// memory for each of them takes as long as drawing much of the page.
+    bool prepareBitmap(const RenderRequest& request) {
+        const std::optional<std::size_t> bytes = rowBytes(request);
+        if (bytes == bitmap_.size() && bitmap_.isUnshared())
+            return true;
+        bitmap_ = PixelBuffer();
+        memory_.reset();
+        if (bytes && fitsMemory(*bytes))
+            memory_ = SharedMemory::create(*bytes);
+        if (memory_)
+            bitmap_ = PixelBuffer(memory_->map(), memory_->size());
+        ++bitmapNumber_;
+        return bitmap_.data() != nullptr;
     }
 
     void addWorker() {
@@ -235,8 +239,7 @@ private:
         workers_.clear();
     }
 
-    void handOver(Worker& worker, const Request& band, const OutputProfile& profile,
-                  const SharedMemory& memory) const {
+    void handOver(Worker& worker, const Request& band, const OutputProfile& profile) const {
         if (!worker.profile || !worker.profile->isCopyOf(profile)) {
             const auto bytes = SharedMemory::copyOf(profile.bytes());
             if (!bytes)
@@ -247,13 +250,19 @@ private:
             worker.helper.send(request, bytes->descriptor(), options_.patience);
             worker.profile = profile;
         }
-        worker.helper.send(band, memory.descriptor(), options_.patience);
+        if (worker.bitmap != bitmapNumber_) {
+            Request request;
+            request.kind = Kind::setBitmap;
+            request.size.width = static_cast<std::int64_t>(memory_->size());
+            worker.helper.send(request, memory_->descriptor(), options_.patience);
+            worker.bitmap = bitmapNumber_;
+        }
+        worker.helper.send(band, -1, options_.patience);
         worker.isDrawing = true;
     }
 
     /// Draws all rows; else says why it cannot. Nobody is left drawing.
-    std::optional<RenderFailure> draw(const RenderRequest& request, const OutputProfile& profile,
-                                      const SharedMemory& memory) {
+    std::optional<RenderFailure> draw(const RenderRequest& request, const OutputProfile& profile) {
         const StopSignal stop(request.stop);
         const std::int64_t count = workersFor(request);
         Bands bands(request, count);
@@ -262,7 +271,7 @@ private:
             for (std::int64_t index = 0; index < count; ++index) {
                 Worker& worker = *workers_[static_cast<std::size_t>(index)];
                 if (!worker.isDrawing && !bands.isEmpty() && !failure)
-                    handOver(worker, bands.take(), profile, memory);
+                    handOver(worker, bands.take(), profile);
             }
             if (std::none_of(workers_.begin(), workers_.end(),
                              [](const auto& worker) { return worker->helper.outstanding() > 0; }))
@@ -286,6 +295,9 @@ private:
     std::int64_t imagePixels_ = 0;
     /// The first one answers questions. None are left after a failure or a stop request.
     Workers workers_;
+    std::optional<SharedMemory> memory_;
+    PixelBuffer bitmap_;
+    int bitmapNumber_ = 0;
 };
 
 } // namespace

@@ -38,7 +38,10 @@ public:
     ///
     /// `mediaBox` then throws `PrintPrepError::couldNotCreateCMYKOutput` when the process fails,
     /// and `render` gives `RenderFailure::failed`; from then on they always do. A stop request ends
-    /// the processes at once, and the rows are blank.
+    /// the processes at once.
+    ///
+    /// The bitmaps stay shared with the processes, which a document may have taken over: their
+    /// bytes can change at any moment, also between two looks at the same one.
     std::unique_ptr<PageRenderer> finish();
 
 private:

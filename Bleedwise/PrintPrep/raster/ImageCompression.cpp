@@ -6,6 +6,7 @@
 #include "PrintPrep/raster/RunLength.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <future>
@@ -40,6 +41,9 @@ constexpr std::int64_t samplePeriod = 128;
 /// and cores can share them. The same everywhere, so that the bytes do not depend on the machine.
 constexpr std::size_t pieceBytes = 2U << 20U;
 
+/// The same for what is mostly blank, of which little is left.
+constexpr std::size_t blankPieceBytes = 4U << 20U;
+
 /// A stretch of a zlib stream (RFC 1950), without its head and tail.
 struct Piece {
     /// Ends on a byte's end, and the stream's last block, where it has it.
@@ -51,6 +55,33 @@ struct Piece {
 std::size_t rowBytes(const CMYKImage& image) {
     return 4 * static_cast<std::size_t>(image.width());
 }
+
+/// The rows of an image by pieces of about so many bytes.
+class Pieces {
+public:
+    Pieces(const CMYKImage& image, std::size_t bytes)
+        : image_(image),
+          rows_(static_cast<std::int64_t>(std::max<std::size_t>(1, bytes / rowBytes(image)))) {}
+
+    std::size_t count() const {
+        return static_cast<std::size_t>((image_.height() + rows_ - 1) / rows_);
+    }
+    std::int64_t firstRow(std::size_t number) const {
+        return rows_ * static_cast<std::int64_t>(number);
+    }
+    std::int64_t rowCount(std::size_t number) const {
+        return std::min(rows_, image_.height() - firstRow(number));
+    }
+    bool isLast(std::size_t number) const { return number + 1 == count(); }
+    std::span<const std::uint8_t> bytes(std::size_t number) const {
+        return {image_.row(firstRow(number)),
+                rowBytes(image_) * static_cast<std::size_t>(rowCount(number))};
+    }
+
+private:
+    const CMYKImage& image_;
+    std::int64_t rows_;
+};
 
 /// The Adler-32 checksum (RFC 1950, chapter 9) of what two pieces stand for together.
 std::uint32_t joined(std::uint32_t checksum, const Piece& next) {
@@ -144,15 +175,15 @@ bool seemsBlank(const CMYKImage& image) {
         const std::size_t bytes =
             rowBytes(image) *
             static_cast<std::size_t>(std::min(sampleRows, image.height() - first));
-        const std::string runs = RunLength::encoded({image.row(first), bytes}, bytes);
+        const auto runs = RunLength::encoded({image.row(first), bytes}, bytes);
         size += bytes;
-        encodedSize += runs.empty() ? bytes : runs.size();
+        encodedSize += runs ? runs->size() : bytes;
     }
     return encodedSize <= size / runRatio;
 }
 
 /// Bytes by libdeflate.
-Piece blankPiece(std::span<const std::uint8_t> bytes, bool isLast) {
+Piece blankPiece(std::string_view bytes, bool isLast) {
     const std::unique_ptr<libdeflate_compressor, decltype(&libdeflate_free_compressor)> compressor(
         libdeflate_alloc_compressor(blankLevel), libdeflate_free_compressor);
     if (!compressor)
@@ -174,15 +205,12 @@ std::string parameters(const CMYKImage& image) {
 }
 
 void compress(const CMYKImage& image, const Sink& sink) {
-    const auto rows =
-        static_cast<std::int64_t>(std::max<std::size_t>(1, pieceBytes / rowBytes(image)));
-    const std::int64_t count = (image.height() + rows - 1) / rows;
+    const Pieces pieces(image, pieceBytes);
     compressPieces(
-        static_cast<std::size_t>(count),
+        pieces.count(),
         [&](std::size_t number) {
-            const std::int64_t first = rows * static_cast<std::int64_t>(number);
-            return fastPiece(predicted(image, first, std::min(rows, image.height() - first)),
-                             first + rows >= image.height());
+            return fastPiece(predicted(image, pieces.firstRow(number), pieces.rowCount(number)),
+                             pieces.isLast(number));
         },
         sink);
 }
@@ -202,24 +230,23 @@ std::string compressBytes(std::string_view bytes) {
 std::string compressIfBlank(const CMYKImage& image) {
     if (!seemsBlank(image))
         return {};
-    const std::size_t size = rowBytes(image) * static_cast<std::size_t>(image.height());
-    const std::string runs = RunLength::encoded({image.row(0), size}, size / runRatio);
-    if (runs.empty())
-        return {};
-    const std::span<const std::uint8_t> bytes(reinterpret_cast<const std::uint8_t*>(runs.data()),
-                                              runs.size());
-    const std::size_t count = std::max<std::size_t>(1, bytes.size() / pieceBytes);
+    const Pieces pieces(image, blankPieceBytes);
+    const std::size_t limit = rowBytes(image) * static_cast<std::size_t>(image.height()) / runRatio;
+    std::atomic<std::size_t> size = 0; // of all runs so far
     std::string result;
     compressPieces(
-        count,
+        pieces.count(),
         [&](std::size_t number) {
-            const std::size_t first = bytes.size() / count * number;
-            const bool isLast = number + 1 == count;
-            return blankPiece(
-                isLast ? bytes.subspan(first) : bytes.subspan(first, bytes.size() / count), isLast);
+            const auto runs =
+                size > limit ? std::nullopt : RunLength::encoded(pieces.bytes(number), limit);
+            size += runs ? runs->size() : limit + 1;
+            if (size > limit)
+                return Piece();
+            const bool isLast = pieces.isLast(number);
+            return blankPiece(isLast ? *runs + RunLength::endOfData : *runs, isLast);
         },
         [&](std::string_view part) { result += part; });
-    return result;
+    return size > limit ? std::string() : result;
 }
 
 } // namespace Bleedwise::ImageCompression

@@ -155,12 +155,23 @@ public:
     }
 
     RenderResult render(const RenderRequest& request, const OutputProfile& profile) override {
+        const auto bytes = static_cast<std::size_t>(4 * request.size.width * request.rowCount);
+        PixelBuffer rows = fitsMemory(request) ? PixelBuffer::zeroed(bytes) : PixelBuffer();
+        if (!rows.data())
+            return RenderFailure::tooLarge;
+        if (const auto failure = draw(request, profile, rows.data()))
+            return *failure;
+        return rows;
+    }
+
+    std::optional<RenderFailure> draw(const RenderRequest& request, const OutputProfile& profile,
+                                      std::uint8_t* rows) override {
         const PopplerCall call;
         try {
             Page* page = pageNumber(request.page);
             if (!page)
                 return RenderFailure::noSuchPage;
-            return renderRows(request, *page, profile);
+            return drawRows(request, *page, profile, rows);
         } catch (const std::bad_alloc&) {
             forgetDevice();
             return RenderFailure::tooLarge;
@@ -210,31 +221,23 @@ private:
         colors_.reset();
     }
 
-    RenderResult renderRows(const RenderRequest& request, Page& page,
-                            const OutputProfile& profile) {
+    using Failure = std::optional<RenderFailure>;
+
+    Failure drawRows(const RenderRequest& request, Page& page, const OutputProfile& profile,
+                     std::uint8_t* rows) {
         const std::int64_t rowBytes = 4 * request.size.width;
         if (rowBytes > largestBitmap || !fitsMemory(request))
             return RenderFailure::tooLarge;
         const std::int64_t mostRows =
             std::max<std::int64_t>(1, largestBitmap / rowBytes - 2 * margin);
-        if (request.rowCount <= mostRows)
-            return renderBand(request, page, profile);
-
-        PixelBuffer whole =
-            PixelBuffer::zeroed(static_cast<std::size_t>(rowBytes * request.rowCount));
-        if (!whole.data())
-            return RenderFailure::tooLarge;
         for (std::int64_t done = 0; done < request.rowCount; done += mostRows) {
             RenderRequest band = request;
             band.firstRow += done;
             band.rowCount = std::min(mostRows, request.rowCount - done);
-            const RenderResult result = renderBand(band, page, profile);
-            if (const auto* failure = std::get_if<RenderFailure>(&result))
-                return *failure;
-            const PixelBuffer& rows = std::get<PixelBuffer>(result);
-            std::memcpy(whole.data() + done * rowBytes, rows.data(), rows.size());
+            if (const Failure failure = drawBand(band, page, profile, rows + done * rowBytes))
+                return failure;
         }
-        return whole;
+        return std::nullopt;
     }
 
     static bool fitsMemory(const RenderRequest& request) {
@@ -249,50 +252,38 @@ private:
 
     /// Draws the rows with some beside them, which are then left out: all that there are when the
     /// page turns out to need it.
-    RenderResult renderBand(const RenderRequest& request, Page& page,
-                            const OutputProfile& profile) {
+    Failure drawBand(const RenderRequest& request, Page& page, const OutputProfile& profile,
+                     std::uint8_t* rows) {
         const std::int64_t rowBytes = 4 * request.size.width;
         const std::int64_t room = largestBitmap / rowBytes;
         const bool isWhole = request.rowCount == request.size.height;
         if (!isWhole && canBeWhole(request) && request.page == indivisiblePage_)
-            return renderWider(request, page, profile, request.size.height);
-        RenderResult result =
-            renderWider(request, page, profile, request.rowCount + 2 * margin <= room ? margin : 0);
+            return drawWider(request, page, profile, {request.size.height, rows});
+        const Failure failure = drawWider(
+            request, page, profile, {request.rowCount + 2 * margin <= room ? margin : 0, rows});
         if (!device_ || !device_->takeDependsOnRows() || isWhole || !canBeWhole(request) ||
             request.stop.stop_requested())
-            return result;
+            return failure;
         indivisiblePage_ = request.page;
-        return renderWider(request, page, profile, request.size.height);
+        return drawWider(request, page, profile, {request.size.height, rows});
     }
 
     static bool canBeWhole(const RenderRequest& request) {
         return request.size.height <= largestBitmap / (4 * request.size.width);
     }
 
-    RenderResult renderWider(const RenderRequest& request, Page& page, const OutputProfile& profile,
-                             std::int64_t rowsBeside) {
-        RenderRequest wider = request;
-        wider.firstRow = std::max<std::int64_t>(0, request.firstRow - rowsBeside);
-        wider.rowCount =
-            std::min(request.size.height, request.firstRow + request.rowCount + rowsBeside) -
-            wider.firstRow;
-        RenderResult result = renderExactly(wider, page, profile);
-        const std::int64_t rowBytes = 4 * request.size.width;
-        if (auto* pixels = std::get_if<PixelBuffer>(&result))
-            pixels->crop(static_cast<std::size_t>((request.firstRow - wider.firstRow) * rowBytes),
-                         static_cast<std::size_t>(request.rowCount * rowBytes));
-        return result;
-    }
+    /// Where rows go, and how many beside them are drawn with them.
+    struct Drawing {
+        std::int64_t rowsBeside;
+        std::uint8_t* rows;
+    };
 
-    RenderResult renderExactly(const RenderRequest& request, Page& page,
-                               const OutputProfile& profile) {
-        const auto bytes = static_cast<std::size_t>(4 * request.size.width * request.rowCount);
+    Failure drawWider(const RenderRequest& request, Page& page, const OutputProfile& profile,
+                      const Drawing& drawing) {
         const Rectangle& visible = request.placement.visible;
         if (!(visible.width > 0) || !(visible.height > 0)) {
-            PixelBuffer blank = PixelBuffer::zeroed(bytes);
-            if (!blank.data())
-                return RenderFailure::tooLarge;
-            return blank;
+            std::fill_n(drawing.rows, 4 * request.size.width * request.rowCount, 0);
+            return std::nullopt;
         }
         if (profiles_ && !profiles_->output().isCopyOf(profile)) {
             forgetDevice();
@@ -300,27 +291,44 @@ private:
         }
         if (!profiles_)
             profiles_ = std::make_unique<EmbeddedProfiles>(*document_, profile);
-        if (const auto target = blendingTarget(page, *profiles_))
-            return drawRGB(request, page, *target);
-        const std::unique_ptr<SplashBitmap> bitmap =
-            draw(request, page, Target{profile.profile(), false, "output"});
-        if (!bitmap)
+        const auto blending = blendingTarget(page, *profiles_);
+        const Target target = blending.value_or(Target{profile.profile(), false, "output"});
+
+        RenderRequest wider = request;
+        wider.firstRow = std::max<std::int64_t>(0, request.firstRow - drawing.rowsBeside);
+        wider.rowCount = std::min(request.size.height,
+                                  request.firstRow + request.rowCount + drawing.rowsBeside) -
+                         wider.firstRow;
+        Device& device = deviceFor(target);
+        interpret(wider, page, device);
+        if (!isBitmapFor(wider, target, device.getBitmap()))
             return RenderFailure::tooLarge;
-        return PixelBuffer(bitmap->takeData(), bytes);
+        const std::int64_t first = request.firstRow - wider.firstRow;
+        if (!target.isRGB)
+            device.copyRows(first, request.rowCount, drawing.rows);
+        else if (!convertRows(*device.getBitmap(), target, first, request, drawing.rows))
+            return RenderFailure::failed;
+        return std::nullopt;
     }
 
-    /// The page as its group's RGB, then converted as one picture.
-    RenderResult drawRGB(const RenderRequest& request, Page& page, const Target& target) {
+    /// Poppler gives 1 × 1 in place of what it cannot have.
+    static bool isBitmapFor(const RenderRequest& request, const Target& target,
+                            SplashBitmap* bitmap) {
+        return bitmap && bitmap->getDataPtr() && bitmap->getWidth() == request.size.width &&
+               bitmap->getHeight() == request.rowCount &&
+               bitmap->getRowSize() == (target.isRGB ? 3 : 4) * request.size.width;
+    }
+
+    /// The page as its group's RGB, converted as one picture.
+    bool convertRows(SplashBitmap& bitmap, const Target& target, std::int64_t first,
+                     const RenderRequest& request, std::uint8_t* rows) const {
         const auto converter = ColorConverter::create(target.profile, profiles_->output().profile(),
                                                       Intent::relativeColorimetric);
-        const std::unique_ptr<SplashBitmap> bitmap =
-            converter ? draw(request, page, target) : nullptr;
-        const auto pixels = static_cast<std::size_t>(request.size.width * request.rowCount);
-        PixelBuffer inks = bitmap ? PixelBuffer::zeroed(4 * pixels) : PixelBuffer();
-        if (!inks.data())
-            return converter ? RenderFailure::tooLarge : RenderFailure::failed;
-        converter->convertPixelsByTable(bitmap->getDataPtr(), inks.data(), pixels);
-        return inks;
+        if (converter)
+            converter->convertPixelsByTable(
+                bitmap.getDataPtr() + first * bitmap.getRowSize(), rows,
+                static_cast<std::size_t>(request.size.width * request.rowCount));
+        return converter != nullptr;
     }
 
     /// The device that composites in `target`; one is kept, since hardly any document changes
@@ -335,20 +343,6 @@ private:
             std::fill_n(paper, 3, 255);
         device_ = std::make_unique<Device>(*document_, *colors_, paper);
         return *device_;
-    }
-
-    /// Nothing when the memory for the bitmap cannot be had.
-    std::unique_ptr<SplashBitmap> draw(const RenderRequest& request, Page& page,
-                                       const Target& target) {
-        Device& device = deviceFor(target);
-        interpret(request, page, device);
-        std::unique_ptr<SplashBitmap> bitmap(device.takeBitmap());
-        // Poppler gives 1 × 1 in place of what it cannot have.
-        if (!bitmap || !bitmap->getDataPtr() || bitmap->getWidth() != request.size.width ||
-            bitmap->getHeight() != request.rowCount ||
-            bitmap->getRowSize() != (target.isRGB ? 3 : 4) * request.size.width)
-            return nullptr;
-        return bitmap;
     }
 
     /// Why drawing might break off.

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 
 /// Draws pages with Poppler's Splash device.
 ///
@@ -18,6 +19,11 @@ public:
     /// How many pixels the images have that the page names, which is what reading them costs
     /// whatever part of the page is drawn.
     virtual std::int64_t imagePixels(int page) = 0;
+
+    /// Does what `render` does, into `rows`, which have room for the request's; after a failure
+    /// they hold anything.
+    virtual std::optional<RenderFailure> draw(const RenderRequest& request,
+                                              const OutputProfile& profile, std::uint8_t* rows) = 0;
 };
 
 /// Opens the PDF at `url`; its page count is at least 1. Nothing when it is not a regular file,

@@ -15,7 +15,7 @@
 namespace Bleedwise::RendererProtocol {
 
 /// To be raised with every change in this file.
-inline constexpr std::uint32_t version = 1;
+inline constexpr std::uint32_t version = 2;
 
 enum class Kind : std::uint32_t {
     /// Attached: a document for reading. The reply has its page count.
@@ -24,7 +24,9 @@ enum class Kind : std::uint32_t {
     mediaBox,
     /// Attached: an ICC profile as finished `SharedMemory`, of `size.width` bytes.
     setProfile,
-    /// Attached: `SharedMemory` for rows; these go to `offset` there.
+    /// Attached: `SharedMemory` of `size.width` bytes, for rows.
+    setBitmap,
+    /// The rows go to `offset` in the bitmap.
     drawRows,
     /// Attached: a document for reading. The reply has its first page's media box. Afterwards no
     /// document is open.
@@ -84,11 +86,12 @@ inline bool isPlausible(const Request& request, bool hasAttachment) {
     case Kind::mediaBox:
         return isPage;
     case Kind::setProfile:
+    case Kind::setBitmap:
         return hasAttachment && isCount(request.size.width);
     case Kind::drawRows:
-        return hasAttachment && isPage && isCount(request.size.width) &&
-               isCount(request.size.height) && isCount(request.rowCount) && request.offset >= 0 &&
-               request.firstRow >= 0 && request.firstRow <= request.size.height - request.rowCount;
+        return isPage && isCount(request.size.width) && isCount(request.size.height) &&
+               isCount(request.rowCount) && request.offset >= 0 && request.firstRow >= 0 &&
+               request.firstRow <= request.size.height - request.rowCount;
     }
     return false;
 }

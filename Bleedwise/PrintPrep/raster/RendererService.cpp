@@ -2,18 +2,17 @@
 
 #include "PrintPrep/platform/FileDescriptor.h"
 #include "PrintPrep/platform/MessageSocket.h"
+#include "PrintPrep/platform/SharedMemory.h"
 #include "PrintPrep/raster/PopplerRenderer.h"
 #include "PrintPrep/raster/RendererProtocol.h"
 
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
 #include <utility>
-#include <variant>
 
 #include <unistd.h>
 
@@ -29,19 +28,6 @@ bool readAll(int file, char* bytes, std::size_t size) {
     std::size_t done = 0;
     while (done < size) {
         const ssize_t count = ::pread(file, bytes + done, size - done, static_cast<off_t>(done));
-        if (count == 0 || (count < 0 && errno != EINTR))
-            return false;
-        done += count > 0 ? static_cast<std::size_t>(count) : 0;
-    }
-    return true;
-}
-
-/// Writing instead of mapping leaves the bitmap's owner free to make it final.
-bool writeAll(int file, const PixelBuffer& rows, std::int64_t offset) {
-    std::size_t done = 0;
-    while (done < rows.size()) {
-        const ssize_t count = ::pwrite(file, rows.data() + done, rows.size() - done,
-                                       static_cast<off_t>(offset) + static_cast<off_t>(done));
         if (count == 0 || (count < 0 && errno != EINTR))
             return false;
         done += count > 0 ? static_cast<std::size_t>(count) : 0;
@@ -71,8 +57,10 @@ public:
             return mediaBox(static_cast<int>(request.page));
         case Kind::setProfile:
             return setProfile(request, attachment);
+        case Kind::setBitmap:
+            return setBitmap(request, attachment);
         case Kind::drawRows:
-            return drawRows(request, attachment);
+            return drawRows(request);
         case Kind::measureDocument:
             break;
         }
@@ -111,27 +99,32 @@ private:
         return reply;
     }
 
-    Reply drawRows(const Request& request, const FileDescriptor& memory) {
+    Reply setBitmap(const Request& request, const FileDescriptor& memory) {
         Reply reply;
-        if (!document_ || !profile_)
+        const auto size = static_cast<std::size_t>(request.size.width);
+        bitmap_ = PixelBuffer(SharedMemory::mapForWriting(memory, size), size);
+        reply.status = bitmap_.data() ? Status::done : Status::tooLarge;
+        return reply;
+    }
+
+    Reply drawRows(const Request& request) {
+        Reply reply;
+        const auto room = static_cast<std::int64_t>(bitmap_.size()) - request.offset;
+        if (!document_ || !profile_ || room / 4 / request.size.width < request.rowCount)
             return reply;
-        const RenderResult result = document_->render({static_cast<int>(request.page),
-                                                       request.size,
-                                                       {request.window, request.visible},
-                                                       request.firstRow,
-                                                       request.rowCount},
-                                                      *profile_);
-        if (const auto* rows = std::get_if<PixelBuffer>(&result)) {
-            if (writeAll(memory.get(), *rows, request.offset))
-                reply.status = Status::done;
-        } else {
-            reply.status = statusOf(std::get<RenderFailure>(result));
-        }
+        const auto failure = document_->draw({static_cast<int>(request.page),
+                                              request.size,
+                                              {request.window, request.visible},
+                                              request.firstRow,
+                                              request.rowCount},
+                                             *profile_, bitmap_.data() + request.offset);
+        reply.status = failure ? statusOf(*failure) : Status::done;
         return reply;
     }
 
     std::unique_ptr<PopplerRenderer::Document> document_;
     std::optional<OutputProfile> profile_;
+    PixelBuffer bitmap_;
 };
 
 } // namespace

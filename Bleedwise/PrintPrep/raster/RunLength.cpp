@@ -1,7 +1,7 @@
 #include "PrintPrep/raster/RunLength.h"
 
 #include <algorithm>
-#include <array>
+#include <bit>
 #include <cstring>
 #include <memory>
 
@@ -11,28 +11,56 @@ namespace {
 /// Bytes that one length can stand for, copied or repeated.
 constexpr std::size_t mostBytes = 128;
 
-/// A run within copied bytes takes two bytes, and the copy behind it one more.
-constexpr std::size_t shortestRun = 3;
+constexpr std::uint64_t everyByte = 0x0101010101010101;
 
-constexpr std::uint8_t endOfData = 128;
+/// Eight bytes, the first one lowest.
+std::uint64_t wordAt(const std::uint8_t* bytes) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, bytes, sizeof word);
+    if constexpr (std::endian::native == std::endian::big)
+        word = __builtin_bswap64(word);
+    return word;
+}
+
+/// Where the next run of three bytes or more begins, shorter ones being better copied; where the
+/// bytes end, if there is none.
+std::size_t findRun(std::span<const std::uint8_t> bytes, std::size_t start) {
+    constexpr std::size_t step = 7;
+    for (; start + sizeof(std::uint64_t) < bytes.size(); start += step) {
+        const std::uint64_t changes = wordAt(&bytes[start]) ^ wordAt(&bytes[start + 1]);
+        // Not 0 in a byte that does not begin a run, nor in the eighth, of which too little is
+        // known.
+        const std::uint64_t others = changes | changes >> 8U | std::uint64_t{0xff} << 56U;
+        const std::uint64_t lowestZero = (others - everyByte) & ~others & 0x80 * everyByte;
+        if (lowestZero != 0)
+            return start + static_cast<std::size_t>(std::countr_zero(lowestZero)) / 8;
+    }
+    for (; start + 2 < bytes.size(); ++start) {
+        if (bytes[start] == bytes[start + 1] && bytes[start] == bytes[start + 2])
+            return start;
+    }
+    return bytes.size();
+}
 
 /// Where the run of equal bytes that begins at `start` ends.
 std::size_t endOfRun(std::span<const std::uint8_t> bytes, std::size_t start) {
-    constexpr std::uint64_t everyByte = 0x0101010101010101;
-    const std::uint8_t byte = bytes[start];
+    const std::uint64_t word = bytes[start] * everyByte;
     std::size_t end = start + 1;
-    if (end == bytes.size() || bytes[end] != byte)
-        return end;
-    std::array<std::uint64_t, 8> words;
-    for (; end + sizeof words <= bytes.size(); end += sizeof words) {
-        std::memcpy(words.data(), &bytes[end], sizeof words);
-        std::uint64_t differences = 0;
-        for (const std::uint64_t word : words)
-            differences |= word ^ byte * everyByte;
-        if (differences != 0)
-            break;
+    const auto differencesAt = [&](std::size_t place) { return wordAt(&bytes[place]) ^ word; };
+    for (; end + sizeof word <= bytes.size(); end += sizeof word) {
+        if (const std::uint64_t differences = differencesAt(end))
+            return end + static_cast<std::size_t>(std::countr_zero(differences)) / 8;
+        // Long runs, which most of a blank page is, go by eight words at a time.
+        constexpr std::size_t many = 8 * sizeof word;
+        for (; end + many + sizeof word <= bytes.size(); end += many) {
+            std::uint64_t differences = 0;
+            for (std::size_t i = 0; i < many; i += sizeof word)
+                differences |= differencesAt(end + sizeof word + i);
+            if (differences != 0)
+                break;
+        }
     }
-    while (end < bytes.size() && bytes[end] == byte)
+    while (end < bytes.size() && bytes[end] == bytes[start])
         ++end;
     return end;
 }
@@ -49,7 +77,7 @@ public:
     bool copy(std::span<const std::uint8_t> bytes) {
         while (!bytes.empty()) {
             const std::size_t count = std::min(bytes.size(), mostBytes);
-            if (limit_ - size_ <= count)
+            if (limit_ - size_ < count + 1)
                 return false;
             bytes_[size_++] = static_cast<char>(count - 1);
             std::memcpy(&bytes_[size_], bytes.data(), count);
@@ -72,13 +100,6 @@ public:
         return true;
     }
 
-    bool end() {
-        if (size_ == limit_)
-            return false;
-        bytes_[size_++] = static_cast<char>(endOfData);
-        return true;
-    }
-
     std::string text() const { return {bytes_.get(), size_}; }
 
 private:
@@ -89,22 +110,21 @@ private:
 
 } // namespace
 
-std::string encoded(std::span<const std::uint8_t> bytes, std::size_t limit) {
+std::optional<std::string> encoded(std::span<const std::uint8_t> bytes, std::size_t limit) {
     Output output(limit);
-    std::size_t uncopied = 0; // what is behind this one and before `position` has no runs
-    for (std::size_t position = 0; position < bytes.size();) {
-        const std::size_t end = endOfRun(bytes, position);
-        if (end - position >= shortestRun) {
-            if (!output.copy(bytes.subspan(uncopied, position - uncopied)) ||
-                !output.repeat(bytes[position], end - position))
-                return {};
-            uncopied = end;
+    std::size_t position = 0;
+    while (position < bytes.size()) {
+        const std::size_t run = findRun(bytes, position);
+        if (!output.copy(bytes.subspan(position, run - position)))
+            return std::nullopt;
+        position = run;
+        if (run < bytes.size()) {
+            position = endOfRun(bytes, run);
+            if (!output.repeat(bytes[run], position - run))
+                return std::nullopt;
         }
-        position = end;
-        if (position - uncopied > limit)
-            return {};
     }
-    return output.copy(bytes.subspan(uncopied)) && output.end() ? output.text() : std::string();
+    return output.text();
 }
 
 } // namespace Bleedwise::RunLength

@@ -1,6 +1,9 @@
 #include "PrintPrep/platform/SharedMemory.h"
 
 #include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -13,10 +16,8 @@ namespace {
 
 /// What `map()` shows.
 std::string contentsOf(const SharedMemory& memory) {
-    void* mapping = memory.map();
-    std::string bytes(static_cast<const char*>(mapping), memory.size());
-    ::munmap(mapping, memory.size());
-    return bytes;
+    const std::shared_ptr<std::uint8_t> mapping = memory.map();
+    return {reinterpret_cast<const char*>(mapping.get()), memory.size()};
 }
 
 TEST(SharedMemory, BeginsAsZero) {
@@ -30,6 +31,15 @@ TEST(SharedMemory, HasWhatWasWrittenIntoIt) {
     ASSERT_EQ(::pwrite(memory.descriptor(), "abc", 3, 0), 3);
     ASSERT_TRUE(memory.finish());
     EXPECT_EQ(contentsOf(memory), "abc");
+}
+
+TEST(SharedMemory, ShowsAtOnceWhatAnotherProcessWrites) {
+    const auto memory = SharedMemory::create(3).value();
+    const auto shown = memory.map();
+    const FileDescriptor given(::dup(memory.descriptor()));
+    const auto written = SharedMemory::mapForWriting(given, 3);
+    std::memcpy(written.get(), "abc", 3);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(shown.get()), 3), "abc");
 }
 
 TEST(SharedMemory, CannotBeHadInEmptyPieces) {

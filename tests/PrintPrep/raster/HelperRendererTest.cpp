@@ -176,6 +176,45 @@ TEST(HelperRenderer, DrawsSamplesWithoutSeams) {
     }
 }
 
+/// Its second page has nothing of the first.
+std::string twoPages() {
+    TestPDF pdf;
+    pdf.page({"1 0 0 rg 0 0 12 24 re f"});
+    pdf.page({"0 1 0 rg 12 0 12 12 re f"});
+    return pdf.bytes();
+}
+
+TEST(HelperRenderer, LeavesNothingOfAPageOnTheNext) {
+    const TemporaryFolder folder;
+    const path url = folder.file("a.pdf", twoPages());
+    const auto document = HelperRenderer::open(url, {.processes = 2});
+    document->render(requestFor(*document, twoBands, 1), outputProfile());
+    const RenderResult second =
+        document->render(requestFor(*document, twoBands, 2), outputProfile());
+    expectEqual(std::get<PixelBuffer>(second), pixelsOf(url, 1, twoBands, 2));
+}
+
+TEST(HelperRenderer, KeepsAPageThatSomebodyStillHas) {
+    const TemporaryFolder folder;
+    const path url = folder.file("a.pdf", twoPages());
+    const auto document = HelperRenderer::open(url, {.processes = 2});
+    const RenderResult first =
+        document->render(requestFor(*document, twoBands, 1), outputProfile());
+    document->render(requestFor(*document, twoBands, 2), outputProfile());
+    expectEqual(std::get<PixelBuffer>(first), pixelsOf(url, 1, twoBands, 1));
+}
+
+TEST(HelperRenderer, DrawsPagesOfSeveralSizes) {
+    const TemporaryFolder folder;
+    const path url = folder.file("a.pdf", twoPages());
+    const auto document = HelperRenderer::open(url, {.processes = 2});
+    for (const PrintSettings& settings : {twoBands, fourBands, twoBands}) {
+        const RenderResult result =
+            document->render(requestFor(*document, settings, 1), outputProfile());
+        expectEqual(std::get<PixelBuffer>(result), pixelsOf(url, 1, settings, 1));
+    }
+}
+
 TEST(HelperRenderer, OpensFilesWhoseNamesAreNoText) {
     const TemporaryFolder folder;
     EXPECT_TRUE(HelperRenderer::open(folder.file("\xff\xfe.pdf", Testing::smallPDF())));
@@ -274,13 +313,15 @@ TEST_P(OnMeasuring, IsAnError) {
 }
 
 using OnDrawing = Misbehaviour;
-INSTANTIATE_TEST_SUITE_P(
-    All, OnDrawing,
-    testing::Values("dies-colouring", "is-silent-colouring", "has-no-such-status-colouring",
-                    "dies-drawing", "is-silent-drawing", "hangs-up-drawing",
-                    "has-another-version-drawing", "has-no-such-status-drawing", "is-short-drawing",
-                    "is-long-drawing", "attaches-drawing", "keeps-the-bitmap-drawing"),
-    nameOf);
+INSTANTIATE_TEST_SUITE_P(All, OnDrawing,
+                         testing::Values("dies-colouring", "is-silent-colouring",
+                                         "has-no-such-status-colouring", "dies-preparing",
+                                         "is-silent-preparing", "has-no-such-status-preparing",
+                                         "dies-drawing", "is-silent-drawing", "hangs-up-drawing",
+                                         "has-another-version-drawing",
+                                         "has-no-such-status-drawing", "is-short-drawing",
+                                         "is-long-drawing", "attaches-drawing"),
+                         nameOf);
 
 TEST_P(OnDrawing, Fails) {
     const auto document = open();

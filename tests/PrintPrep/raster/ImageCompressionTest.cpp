@@ -1,15 +1,21 @@
 #include "PrintPrep/raster/ImageCompression.h"
 
+#include "PrintPrep/platform/FileDescriptor.h"
+#include "PrintPrep/platform/SharedMemory.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <stop_token>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 #include <libdeflate.h>
+#include <unistd.h>
 
 namespace Bleedwise {
 namespace {
@@ -181,8 +187,10 @@ TEST(CompressIfBlank, LeavesOtherBitmapsAlone) {
 TEST(CompressIfBlank, LeavesABitmapAloneWhoseSampleAloneIsBlank) {
     const PixelSize size = {300, 300};
     std::string pixels = noise(size);
+    constexpr std::size_t rowBytes = 1200;
+    constexpr std::size_t sample = 8 * rowBytes;
     for (std::size_t row = 0; row < 300; row += 128)
-        pixels.replace(row * 1200, 8 * 1200, 8 * 1200, '\0');
+        pixels.replace(row * rowBytes, sample, sample, '\0');
     EXPECT_EQ(compressIfBlank(imageOf(size, pixels)), "");
 }
 
@@ -190,6 +198,39 @@ TEST(CompressIfBlank, GivesTheSameBytesAgain) {
     const PixelSize size = {1000, 3000};
     EXPECT_EQ(compressIfBlank(imageOf(size, blank(size))),
               compressIfBlank(imageOf(size, blank(size))));
+}
+
+/// A bitmap whose bytes somebody changes all the time, as a renderer that a document has taken over
+/// might: seen by its reader through a mapping of its own.
+class ChangingBitmap : public testing::Test {
+protected:
+    static constexpr PixelSize size = {500, 2000};
+
+    CMYKImage image() const {
+        return {size, PixelBuffer(memory.map(), static_cast<std::size_t>(size.bytes()))};
+    }
+
+    const SharedMemory memory =
+        SharedMemory::create(static_cast<std::size_t>(size.bytes())).value();
+    std::jthread changer = std::jthread([this](const std::stop_token& stop) {
+        const FileDescriptor given(::dup(memory.descriptor()));
+        const auto bytes = SharedMemory::mapForWriting(given, memory.size());
+        std::uint32_t random = 1;
+        while (!stop.stop_requested()) {
+            random = random * 1664525 + 1013904223;
+            bytes.get()[random % 10'000 * (memory.size() / 10'000)] ^= 1U;
+        }
+    });
+};
+
+TEST_F(ChangingBitmap, IsCompressedToOneOfItsSize) {
+    const std::string result = compressed(image());
+    EXPECT_NE(inflated(result, static_cast<std::size_t>(size.bytes() + size.height)), "");
+}
+
+TEST_F(ChangingBitmap, IsCompressedToOneOfItsSizeWhenItIsBlank) {
+    const std::string runs = inflatedUpTo(compressIfBlank(image()), memory.size());
+    EXPECT_EQ(withoutRuns(runs).size(), memory.size());
 }
 
 } // namespace

@@ -80,11 +80,15 @@ Request drawing() {
 }
 
 TEST(Request, ForRowsThatThereAreIsPlausible) {
-    EXPECT_TRUE(isPlausible(drawing(), true));
+    EXPECT_TRUE(isPlausible(drawing(), false));
 }
 
-TEST(Request, ForRowsNeedsMemory) {
-    EXPECT_FALSE(isPlausible(drawing(), false));
+TEST(Request, ForABitmapNeedsMemory) {
+    Request request;
+    request.kind = Kind::setBitmap;
+    request.size.width = 100;
+    EXPECT_TRUE(isPlausible(request, true));
+    EXPECT_FALSE(isPlausible(request, false));
 }
 
 TEST(Request, ForRowsBeyondThePageIsNone) {

@@ -15,7 +15,9 @@ namespace {
 constexpr std::size_t unlimited = 1'000'000;
 
 std::string encodedText(const std::string& text, std::size_t limit = unlimited) {
-    return encoded({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, limit);
+    const auto runs =
+        encoded({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, limit);
+    return runs ? *runs + endOfData : "too long";
 }
 
 /// As ISO 32000-1, 7.4.5 describes it.
@@ -50,6 +52,10 @@ TEST(RunLength, CopiesARunOfTwo) {
                                    "abbc\x80");
 }
 
+TEST(RunLength, CanBeJoined) {
+    EXPECT_EQ(decoded(encodedText("aaab").substr(0, 4) + encodedText("bccc")), "aaabbccc");
+}
+
 TEST(RunLength, OfNothingIsItsEnd) {
     EXPECT_EQ(encodedText(""), "\x80");
 }
@@ -59,9 +65,9 @@ TEST(RunLength, TakesTwoBytesForEvery128OfARun) {
 }
 
 TEST(RunLength, GivesNothingBeyondItsLimit) {
-    EXPECT_EQ(encodedText("abcd", 6), "\x03"
+    EXPECT_EQ(encodedText("abcd", 5), "\x03"
                                       "abcd\x80");
-    EXPECT_EQ(encodedText("abcd", 5), "");
+    EXPECT_EQ(encodedText("abcd", 4), "too long");
 }
 
 class RunLengthAround128 : public testing::TestWithParam<std::size_t> {};

@@ -48,8 +48,18 @@ public:
     void endPage() override {
         if (colors_.target().isRGB)
             SplashOutputDev::endPage();
-        else
-            layOnBlankPaper(*getBitmap());
+        // else it is copying the rows that lays them on paper
+    }
+
+    /// Copies rows of a finished CMYK page. Paper without ink shines through, rounded as Poppler
+    /// does.
+    void copyRows(std::int64_t first, std::int64_t count, std::uint8_t* rows) {
+        SplashBitmap& page = *getBitmap();
+        const auto width = static_cast<std::size_t>(page.getWidth());
+        for (std::int64_t y = first; y < first + count; ++y, rows += 4 * width) {
+            std::memcpy(rows, page.getDataPtr() + y * page.getRowSize(), 4 * width);
+            layOnBlankPaper(page.getAlphaPtr() + y * page.getAlphaRowSize(), width, rows);
+        }
     }
 
     /// Whether, since the last call, something was painted that may look different when other rows
@@ -249,31 +259,32 @@ private:
         return intentNamed(state->getRenderingIntent());
     }
 
-    /// Lets paper without ink shine through, rounded as Poppler does. Most pixels are either bare
-    /// or opaque, which is seen by eight at a time.
-    static void layOnBlankPaper(SplashBitmap& bitmap) {
-        const int width = bitmap.getWidth();
-        for (int y = 0; y < bitmap.getHeight(); ++y) {
-            unsigned char* row =
-                bitmap.getDataPtr() + static_cast<std::ptrdiff_t>(y) * bitmap.getRowSize();
-            const unsigned char* alphas =
-                bitmap.getAlphaPtr() + static_cast<std::ptrdiff_t>(y) * bitmap.getAlphaRowSize();
-            for (int x = 0; x < width; ++x) {
-                std::uint64_t eight = 0;
-                if (x + 8 <= width) {
-                    std::memcpy(&eight, alphas + x, sizeof eight);
-                    if (eight == 0 || eight == ~std::uint64_t{0}) {
-                        x += 7;
-                        continue;
-                    }
-                }
-                const unsigned alpha = alphas[x];
-                if (alpha == 0 || alpha == 255)
-                    continue;
-                for (int i = 4 * x; i < 4 * x + 4; ++i)
-                    row[i] = static_cast<unsigned char>(dividedBy255(alpha * row[i]));
-            }
+    /// Most pixels are either bare or opaque, which is seen by many at a time.
+    static void layOnBlankPaper(const unsigned char* alphas, std::size_t width, std::uint8_t* row) {
+        std::array<std::uint64_t, 8> words;
+        std::size_t x = 0;
+        for (; x + sizeof words <= width; x += sizeof words) {
+            std::memcpy(words.data(), alphas + x, sizeof words);
+            std::uint64_t between = 0; // not 0 where neighbouring bits of a byte differ
+            for (const std::uint64_t word : words)
+                between |= (word ^ word >> 1U) & 0x7f7f7f7f7f7f7f7fU;
+            if (between != 0)
+                layPixelsOnBlankPaper(alphas + x, sizeof words, row + 4 * x);
         }
+        layPixelsOnBlankPaper(alphas + x, width - x, row + 4 * x);
+    }
+    /// `count` is 64 at most.
+    static void layPixelsOnBlankPaper(const unsigned char* alphas, std::size_t count,
+                                      std::uint8_t* pixels) {
+        std::array<std::uint32_t, 64> factors; // four bytes for each pixel
+        for (std::size_t x = 0; x < count; ++x) {
+            // What is bare stays what it is.
+            const auto alpha = static_cast<unsigned char>(alphas[x] == 0 ? 255 : alphas[x]);
+            factors[x] = alpha * 0x01010101U;
+        }
+        const auto* factor = reinterpret_cast<const unsigned char*>(factors.data());
+        for (std::size_t i = 0; i < 4 * count; ++i)
+            pixels[i] = static_cast<std::uint8_t>(dividedBy255(unsigned{factor[i]} * pixels[i]));
     }
 
     /// An image may name an intent of its own (ISO 32000-1, table 89).

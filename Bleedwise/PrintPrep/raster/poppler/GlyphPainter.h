@@ -134,11 +134,13 @@ public:
         const int left = splashFloor(deviceX);
         const int top = splashFloor(deviceY);
         const int fraction = splashFloor((deviceX - left) * splashFontFraction); // not negative
-        const Glyph* glyph = glyphOf(state, *font, splash, code, fraction, left, top);
+        const Glyph* glyph = glyphOf(state, *font, splash, code, fraction);
         if (!glyph)
             return false;
         const int x0 = left - glyph->x;
         const int y0 = top - glyph->y;
+        if (isOutside(*splash.getBitmap(), x0, y0, *glyph))
+            return true;
         if (!isInside(splash, x0, y0, *glyph))
             return false;
         SplashColor color = {};
@@ -151,6 +153,11 @@ public:
     }
 
 private:
+    static bool isOutside(const SplashBitmap& bitmap, int x0, int y0, const Glyph& glyph) {
+        return x0 >= bitmap.getWidth() || y0 >= bitmap.getHeight() || x0 + glyph.width <= 0 ||
+               y0 + glyph.height <= 0;
+    }
+
     static bool isInside(Splash& splash, int x0, int y0, const Glyph& glyph) {
         const SplashBitmap& bitmap = *splash.getBitmap();
         SplashClip& clip = *splash.getClip();
@@ -162,10 +169,9 @@ private:
                y1 <= clip.getYMax();
     }
 
-    /// The glyph as Poppler makes it for a place; nothing when there is none, or when it cannot be
-    /// remembered.
+    /// The glyph as Poppler makes it; nothing when there is none, or when it cannot be remembered.
     const Glyph* glyphOf(const GfxState& state, SplashFont& font, Splash& splash, CharCode code,
-                         int fraction, int left, int top) {
+                         int fraction) {
         auto& glyphs = glyphsOf(state, font);
         const std::uint64_t key =
             std::uint64_t{code} << splashFontFractionBits | static_cast<std::uint64_t>(fraction);
@@ -173,13 +179,17 @@ private:
             return &known->second;
         SplashGlyphBitmap made = {};
         SplashClipResult clipped = splashClipAllOutside;
-        // Fonts are placed by fractions of a pixel across, but not down.
-        if (!font.getGlyph(static_cast<int>(code), fraction, 0, &made, left, top, splash.getClip(),
+        // Fonts are placed by fractions of a pixel across, but not down. Whatever the glyph's own
+        // place is: Poppler does not make those that lie outside of the clip.
+        SplashClip& clip = *splash.getClip();
+        const int middleX = splashFloor((clip.getXMin() + clip.getXMax()) / 2);
+        const int middleY = splashFloor((clip.getYMin() + clip.getYMax()) / 2);
+        if (!font.getGlyph(static_cast<int>(code), fraction, 0, &made, middleX, middleY, &clip,
                            &clipped))
             return nullptr;
         const std::unique_ptr<unsigned char, decltype(&std::free)> owned(
             made.freeData ? made.data : nullptr, std::free);
-        if (clipped != splashClipAllInside || !made.aa || !made.data || made.w <= 0 || made.h <= 0)
+        if (clipped == splashClipAllOutside || !made.aa || !made.data || made.w <= 0 || made.h <= 0)
             return nullptr;
         const std::size_t size =
             static_cast<std::size_t>(made.w) * static_cast<std::size_t>(made.h);
