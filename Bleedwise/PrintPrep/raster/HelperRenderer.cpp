@@ -2,6 +2,7 @@
 
 #include "PrintPrep/PrintPrepError.h"
 #include "PrintPrep/platform/AvailableMemory.h"
+#include "PrintPrep/platform/AvailableProcessors.h"
 #include "PrintPrep/platform/FileDescriptor.h"
 #include "PrintPrep/platform/FileSystemError.h"
 #include "PrintPrep/platform/OperationStopped.h"
@@ -14,7 +15,6 @@
 #include <limits>
 #include <optional>
 #include <system_error>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -330,7 +330,7 @@ private:
 } // namespace
 
 unsigned Options::availableProcessors() {
-    return std::max(1U, std::thread::hardware_concurrency());
+    return Bleedwise::availableProcessors();
 }
 
 Opening::Opening(const std::filesystem::path& url, Options options) {

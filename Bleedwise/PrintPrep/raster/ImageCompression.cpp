@@ -1,5 +1,6 @@
 #include "PrintPrep/raster/ImageCompression.h"
 
+#include "PrintPrep/platform/AvailableProcessors.h"
 #include "PrintPrep/raster/DeflateStream.h"
 #include "PrintPrep/raster/RowPredictor.h"
 #include "PrintPrep/raster/RunLength.h"
@@ -12,7 +13,6 @@
 #include <memory>
 #include <new>
 #include <span>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -99,7 +99,7 @@ std::uint32_t joined(std::uint32_t checksum, const Piece& next) {
 /// hands the results to `use` in order, on this one.
 template <typename Make, typename Use>
 void inParallel(std::size_t count, const Make& make, const Use& use) {
-    const std::size_t cores = std::clamp(std::thread::hardware_concurrency(), 1U, 32U);
+    const std::size_t cores = std::clamp(availableProcessors(), 1U, 32U);
     std::deque<std::future<Piece>> pending;
     const auto useFirst = [&] {
         use(pending.front().get());
