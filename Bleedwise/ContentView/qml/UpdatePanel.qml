@@ -23,12 +23,6 @@ DialogPanel {
         }
     }
 
-    // Escape decides nothing.
-    Shortcut {
-        sequences: [StandardKey.Cancel]
-        enabled: root.opened
-        onActivated: root.updater.dismiss()
-    }
     closePolicy: DialogPanel.NoAutoClose
 
     function focusLikeliest() {
@@ -41,6 +35,9 @@ DialogPanel {
         Accessible.role: Accessible.Dialog
         Accessible.name: root.title
         Accessible.description: message.text
+
+        // Escape decides nothing. No shortcut, which a menu that is still fading would keep back.
+        Keys.onEscapePressed: root.updater.dismiss()
 
         Text {
             Layout.fillWidth: true
