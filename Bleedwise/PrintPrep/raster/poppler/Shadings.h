@@ -1,5 +1,6 @@
 #pragma once
 
+#include "PrintPrep/raster/Calculator.h"
 #include "PrintPrep/raster/poppler/Definitions.h"
 
 #include <algorithm>
@@ -10,9 +11,11 @@
 #include <cstdlib>
 #include <memory>
 #include <optional>
+#include <span>
 #include <utility>
 #include <vector>
 
+#include <Function.h>
 #include <GfxState.h>
 #include <goo/gmem.h>
 #include <splash/SplashPattern.h>
@@ -267,14 +270,68 @@ inline void colorBytes(GfxShading& shading, const GfxColor& color, bool isRGB,
         bytes[i] = static_cast<unsigned char>((numbers[i] + 128) / 257);
 }
 
+/// A function of a place by PostScript code. Poppler takes three times as long for each pixel.
+class CalculatedFunction {
+public:
+    /// Nothing for other functions.
+    static std::optional<CalculatedFunction> of(const Function& function) {
+        constexpr int postScript = 4; // ISO 32000-1, table 38
+        if (function.getType() != postScript || function.getInputSize() != 2 ||
+            function.getOutputSize() > gfxColorMaxComps)
+            return std::nullopt;
+        const auto& code = static_cast<const PostScriptFunction&>(function);
+        auto calculator = Calculator::of(code.getCodeString()->toStr());
+        if (!calculator)
+            return std::nullopt;
+        return CalculatedFunction(function, std::move(*calculator));
+    }
+
+    std::size_t outputs() const { return ranges_.size(); }
+
+    bool evaluate(double x, double y, GfxColorComp* channels) const {
+        const std::array<double, 2> input = {std::clamp(x, left_, right_),
+                                             std::clamp(y, bottom_, top_)};
+        std::array<double, gfxColorMaxComps> numbers;
+        if (!calculator_.evaluate(input, std::span(numbers).first(ranges_.size())))
+            return false;
+        for (std::size_t i = 0; i < ranges_.size(); ++i)
+            channels[i] = dblToCol(std::clamp(numbers[i], ranges_[i].first, ranges_[i].second));
+        return true;
+    }
+
+private:
+    CalculatedFunction(const Function& function, Calculator calculator)
+        : calculator_(std::move(calculator)), left_(function.getDomainMin(0)),
+          right_(function.getDomainMax(0)), bottom_(function.getDomainMin(1)),
+          top_(function.getDomainMax(1)) {
+        for (int i = 0; i < function.getOutputSize(); ++i)
+            ranges_.emplace_back(function.getRangeMin(i), function.getRangeMax(i));
+    }
+
+    Calculator calculator_;
+    double left_;
+    double right_;
+    double bottom_;
+    double top_;
+    std::vector<std::pair<double, double>> ranges_;
+};
+
 /// A shading by a function of the place (ISO 32000-1, 8.7.4.5.2).
 class FunctionPattern final : public SplashPattern {
 public:
     /// `toDomain` leads from user space to the function's.
-    FunctionPattern(GfxFunctionShading& shading, const UserSpace& toUser,
-                    const UserSpace& toDomain, bool isRGB)
+    FunctionPattern(GfxFunctionShading& shading, const UserSpace& toUser, const UserSpace& toDomain,
+                    bool isRGB)
         : shading_(shading), toUser_(toUser), toDomain_(toDomain), isRGB_(isRGB) {
         shading.getDomain(&left_, &bottom_, &right_, &top_);
+        for (int i = 0; i < shading.getNFuncs(); ++i) {
+            auto function = CalculatedFunction::of(*shading.getFunc(i));
+            if (!function) {
+                functions_.clear();
+                break;
+            }
+            functions_.push_back(std::move(*function));
+        }
     }
 
     SplashPattern* copy() const override {
@@ -286,7 +343,8 @@ public:
         if (!isPainted(domainX, domainY))
             return false;
         GfxColor exact{};
-        shading_.getColor(domainX, domainY, &exact);
+        if (!calculate(domainX, domainY, exact))
+            shading_.getColor(domainX, domainY, &exact);
         colorBytes(shading_, exact, isRGB_, color);
         return true;
     }
@@ -307,7 +365,18 @@ private:
         return x >= left_ && x <= right_ && y >= bottom_ && y <= top_;
     }
 
+    bool calculate(double x, double y, GfxColor& color) const {
+        GfxColorComp* channel = color.c;
+        for (const CalculatedFunction& function : functions_) {
+            if (!function.evaluate(x, y, channel))
+                return false;
+            channel += function.outputs();
+        }
+        return !functions_.empty();
+    }
+
     GfxFunctionShading& shading_;
+    std::vector<CalculatedFunction> functions_; // none: they are Poppler's business
     UserSpace toUser_;
     UserSpace toDomain_;
     bool isRGB_;
