@@ -56,7 +56,7 @@ void write(const std::filesystem::path& inputURL, const std::filesystem::path& o
     if (isSameFile(inputURL, outputURL))
         throw PrintPrepError::couldNotOpenPDF();
     removeExisting(outputURL);
-    HelperRenderer::Opening opening(inputURL);
+    HelperRenderer::Opening opening(inputURL, {.stop = stop});
     std::future<OutputProfile> reading = readMeanwhile(profileURL);
     const std::unique_ptr<PageRenderer> document = opening.finish();
     if (!document)

@@ -58,13 +58,14 @@ using Workers = std::vector<std::unique_ptr<Worker>>;
 /// The rows of one request, as parts that are drawn apart.
 class Bands {
 public:
+    Bands(const RenderRequest& request, std::int64_t count) : request_(request), count_(count) {}
+
     /// Every part costs as much as reading the page's contents once more, so there is one for each
     /// process and no more.
-    Bands(const RenderRequest& request, std::int64_t processes)
-        : request_(request),
-          count_(std::clamp<std::int64_t>(
-              std::max(processes, request.size.width * 4 * request.rowCount / largestBand + 1), 1,
-              request.rowCount)) {}
+    static std::int64_t countFor(const RenderRequest& request, std::int64_t processes) {
+        const std::int64_t bands = request.size.width * 4 * request.rowCount / largestBand + 1;
+        return std::clamp<std::int64_t>(std::max(processes, bands), 1, request.rowCount);
+    }
 
     bool isEmpty() const { return next_ == count_; }
 
@@ -98,6 +99,8 @@ std::optional<RenderFailure> failureOf(Status status) {
         return RenderFailure::noSuchPage;
     case Status::tooLarge:
         return RenderFailure::tooLarge;
+    case Status::indivisible:
+        return RenderFailure::indivisible;
     case Status::failed:
     case Status::locked:
         break;
@@ -148,7 +151,7 @@ public:
     ~Renderer() override { endProcesses(); }
 
     bool finishOpening() {
-        const Reply reply = workers_.front()->helper.receive();
+        const Reply reply = receive();
         pageCount_ = static_cast<int>(reply.pageCount);
         isLocked_ = reply.status == Status::locked;
         return reply.status == Status::done;
@@ -227,13 +230,28 @@ private:
             request.kind = kind;
             request.page = page;
             workers_.front()->helper.send(request, -1, options_.patience);
-            const Reply reply = workers_.front()->helper.receive();
+            const Reply reply = receive();
             if (reply.status != Status::done)
                 return std::nullopt;
             return reply;
         } catch (const RendererHelper::Failure&) {
+        } catch (const std::system_error&) { // no descriptors left
+        }
+        endProcesses();
+        throw PrintPrepError::couldNotCreateCMYKOutput();
+    }
+
+    /// The first process's next reply, which is the only one to come. Throws
+    /// `RendererHelper::Failure` and `OperationStopped`.
+    Reply receive() {
+        try {
+            const StopSignal stop(options_.stop);
+            while (!workers_.front()->helper.hasReply())
+                await(workers_, stop);
+            return workers_.front()->helper.receive();
+        } catch (const OperationStopped&) {
             endProcesses();
-            throw PrintPrepError::couldNotCreateCMYKOutput();
+            throw;
         }
     }
 
@@ -289,12 +307,22 @@ private:
 
     /// Draws all rows; else says why it cannot. Nobody is left drawing.
     std::optional<RenderFailure> draw(const RenderRequest& request, const OutputProfile& profile) {
+        const std::int64_t processes = workersFor(request);
+        const auto failure =
+            drawParts(request, profile, processes, Bands::countFor(request, processes));
+        if (failure != RenderFailure::indivisible)
+            return failure;
+        return drawParts(request, profile, 1, 1);
+    }
+
+    std::optional<RenderFailure> drawParts(const RenderRequest& request,
+                                           const OutputProfile& profile, std::int64_t processes,
+                                           std::int64_t parts) {
         const StopSignal stop(request.stop);
-        const std::int64_t count = workersFor(request);
-        Bands bands(request, count);
+        Bands bands(request, parts);
         std::optional<RenderFailure> failure;
         for (;;) {
-            for (std::int64_t index = 0; index < count; ++index) {
+            for (std::int64_t index = 0; index < processes; ++index) {
                 Worker& worker = *workers_[static_cast<std::size_t>(index)];
                 if (!worker.isDrawing && !bands.isEmpty() && !failure)
                     handOver(worker, bands.take(), profile);
@@ -348,6 +376,7 @@ std::unique_ptr<PageRenderer> Opening::finish() {
             return std::move(renderer_);
         needsPassword_ = renderer_ && static_cast<const Renderer&>(*renderer_).isLocked();
     } catch (const RendererHelper::Failure&) {
+    } catch (const std::system_error&) { // no descriptors left
     }
     return nullptr;
 }

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <filesystem>
 #include <memory>
+#include <stop_token>
 
 /// Draws pages in processes of their own, `bleedwise-renderer`, which are locked in before they see
 /// the document (`Sandbox`): whatever a document does to the PDF library, it cannot crash this
@@ -22,6 +23,10 @@ struct Options {
     unsigned processes = availableProcessors();
     /// How long a process may be silent over one request before it counts as failed.
     std::chrono::milliseconds patience = std::chrono::minutes(5);
+
+    /// A stop request ends the processes at once; what was asked of them, but for drawing, which
+    /// has a token of its own, then throws `OperationStopped`.
+    std::stop_token stop = {};
 
     static unsigned availableProcessors();
 };

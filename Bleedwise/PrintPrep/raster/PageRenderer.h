@@ -33,6 +33,8 @@ enum class RenderFailure {
     noSuchPage,
     /// Drawing broke off.
     failed,
+    /// The rows only come out right when the whole page is drawn, and that was not wanted.
+    indivisible,
 };
 
 /// The rows as cyan, magenta, yellow and black without padding.

@@ -189,18 +189,19 @@ public:
         PixelBuffer rows = fitsMemory(request) ? PixelBuffer::zeroed(bytes) : PixelBuffer();
         if (!rows.data())
             return RenderFailure::tooLarge;
-        if (const auto failure = draw(request, profile, rows.data()))
+        if (const auto failure = draw(request, profile, rows.data(), Indivisible::drawWhole))
             return *failure;
         return rows;
     }
 
     std::optional<RenderFailure> draw(const RenderRequest& request, const OutputProfile& profile,
-                                      std::uint8_t* rows) override {
+                                      std::uint8_t* rows, Indivisible indivisible) override {
         const PopplerCall call;
         try {
             Page* page = pageNumber(request.page);
             if (!page)
                 return RenderFailure::noSuchPage;
+            indivisible_ = indivisible;
             return drawRows(request, *page, profile, rows);
         } catch (const std::bad_alloc&) {
             forgetDevice();
@@ -312,13 +313,20 @@ private:
         const std::int64_t room = largestBitmap / rowBytes;
         const bool isWhole = request.rowCount == request.size.height;
         if (!isWhole && canBeWhole(request) && request.page == indivisiblePage_)
-            return drawWider(request, page, profile, {request.size.height, rows});
+            return drawWhole(request, page, profile, rows);
         const Failure failure = drawWider(
             request, page, profile, {request.rowCount + 2 * margin <= room ? margin : 0, rows});
         if (!device_ || !device_->takeDependsOnRows() || isWhole || !canBeWhole(request) ||
             request.stop.stop_requested())
             return failure;
         indivisiblePage_ = request.page;
+        return drawWhole(request, page, profile, rows);
+    }
+
+    Failure drawWhole(const RenderRequest& request, Page& page, const OutputProfile& profile,
+                      std::uint8_t* rows) {
+        if (indivisible_ == Indivisible::refuse)
+            return RenderFailure::indivisible;
         return drawWider(request, page, profile, {request.size.height, rows});
     }
 
@@ -442,6 +450,7 @@ private:
     int pageCount_;
     /// The page that was last found not to be the same when its rows are drawn apart.
     int indivisiblePage_ = 0;
+    Indivisible indivisible_ = Indivisible::drawWhole;
     std::unique_ptr<EmbeddedProfiles> profiles_;
     std::unique_ptr<ColorManager> colors_;
     std::unique_ptr<Device> device_;

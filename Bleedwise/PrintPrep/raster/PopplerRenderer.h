@@ -20,10 +20,14 @@ public:
     /// whatever part of the page is drawn.
     virtual std::int64_t imagePixels(int page) = 0;
 
+    /// What to do about rows that only come out right when the whole page is drawn.
+    enum class Indivisible { drawWhole, refuse };
+
     /// Does what `render` does, into `rows`, which have room for the request's; after a failure
     /// they hold anything.
     virtual std::optional<RenderFailure> draw(const RenderRequest& request,
-                                              const OutputProfile& profile, std::uint8_t* rows) = 0;
+                                              const OutputProfile& profile, std::uint8_t* rows,
+                                              Indivisible indivisible) = 0;
 };
 
 /// Opens the PDF at `url`; its page count is at least 1. Nothing when it is not a regular file,

@@ -16,7 +16,7 @@
 namespace Bleedwise::RendererProtocol {
 
 /// To be raised with every change in this file.
-inline constexpr std::uint32_t version = 3;
+inline constexpr std::uint32_t version = 4;
 
 enum class Kind : std::uint32_t {
     /// Attached: a document for reading. The reply has its page count.
@@ -27,7 +27,8 @@ enum class Kind : std::uint32_t {
     setProfile,
     /// Attached: `SharedMemory` of `size.width` bytes, for rows.
     setBitmap,
-    /// The rows go to `offset` in the bitmap.
+    /// The rows go to `offset` in the bitmap. May be `indivisible` where they are not the whole
+    /// page.
     drawRows,
     /// Attached: a document for reading. The reply has its first page's media box. Afterwards no
     /// document is open.
@@ -60,6 +61,8 @@ enum class Status : std::uint32_t {
     failed,
     /// The document needs a password.
     locked,
+    /// The rows only come out right when the whole page is drawn.
+    indivisible,
 };
 
 struct Reply {
@@ -120,7 +123,8 @@ inline bool isTurn(std::int64_t degrees) {
 
 /// Whether `reply` can be one to a request of this kind.
 inline bool isPlausible(const Reply& reply, Kind kind) {
-    if (reply.version != version || reply.status < Status::done || reply.status > Status::locked)
+    if (reply.version != version || reply.status < Status::done ||
+        reply.status > Status::indivisible)
         return false;
     if (reply.status != Status::done)
         return true;

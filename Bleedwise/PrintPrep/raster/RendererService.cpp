@@ -41,6 +41,8 @@ Status statusOf(RenderFailure failure) {
         return Status::tooLarge;
     case RenderFailure::noSuchPage:
         return Status::notThere;
+    case RenderFailure::indivisible:
+        return Status::indivisible;
     case RenderFailure::failed:
         break;
     }
@@ -142,7 +144,8 @@ private:
                                               {request.window, request.visible},
                                               request.firstRow,
                                               request.rowCount},
-                                             *profile_, bitmap_.data() + request.offset);
+                                             *profile_, bitmap_.data() + request.offset,
+                                             PopplerRenderer::Document::Indivisible::refuse);
         reply.status = failure ? statusOf(*failure) : Status::done;
         return reply;
     }

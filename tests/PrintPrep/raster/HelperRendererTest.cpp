@@ -2,6 +2,7 @@
 
 #include "PrintPrep/PrintPrepError.h"
 #include "PrintPrep/platform/FileSystemError.h"
+#include "PrintPrep/platform/OperationStopped.h"
 #include "support/Command.h"
 #include "support/OpenDescriptors.h"
 #include "support/Rendering.h"
@@ -395,6 +396,34 @@ TEST(StopRequest, EndsProcessesThatAreSilent) {
     std::jthread stopper([&] { stop.request_stop(); });
     const RenderResult result = document->render(request, outputProfile());
     ASSERT_TRUE(std::holds_alternative<PixelBuffer>(result));
+    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
+}
+
+/// A stop request while a renderer is silent that has this name.
+HelperRenderer::Options stoppedSoon(const TemporaryFolder& folder, const char* misdeed,
+                                    const std::stop_source& stop) {
+    const path helper = folder / misdeed;
+    std::filesystem::create_symlink(MISBEHAVING_RENDERER, helper);
+    return {.executable = helper, .processes = 2, .stop = stop.get_token()};
+}
+
+TEST(StopRequest, EndsTheOpeningOfADocument) {
+    const TemporaryFolder folder;
+    std::stop_source stop;
+    HelperRenderer::Opening opening(folder.file("a.pdf", Testing::smallPDF()),
+                                    stoppedSoon(folder, "is-silent-opening", stop));
+    std::jthread stopper([&] { stop.request_stop(); });
+    EXPECT_THROW(opening.finish(), OperationStopped);
+}
+
+TEST(StopRequest, EndsAQuestion) {
+    const TemporaryFolder folder;
+    std::stop_source stop;
+    const auto document = HelperRenderer::open(folder.file("a.pdf", Testing::smallPDF()),
+                                               stoppedSoon(folder, "is-silent-measuring", stop));
+    ASSERT_TRUE(document);
+    std::jthread stopper([&] { stop.request_stop(); });
+    EXPECT_THROW(document->mediaBox(1), OperationStopped);
     EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
 }
 

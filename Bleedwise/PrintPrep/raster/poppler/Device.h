@@ -424,16 +424,17 @@ private:
                });
     }
 
-    /// Fills the clip with a shading's pattern; false when that is Poppler's own business: with
-    /// overprint of process colours, or inside a soft mask that has another kind of colours.
+    /// Fills the clip with a shading's pattern; false when that is Poppler's own business: inside a
+    /// soft mask that has another kind of colours. Process colours replace what is there, whatever
+    /// the overprint mode, which is not for shadings (ISO 32000-1, 8.6.7).
     template <typename MakePattern>
     bool fillShading(GfxState* state, GfxShading& shading, const MakePattern& makePattern) {
         const bool isRGB = colors_.target().isRGB;
         const auto toUser = UserSpace::of(*state);
         const auto* space = dynamic_cast<const ManagedColorSpace*>(shading.getColorSpace());
         const bool isSpot = space && space->overprint() != Overprint::replacing;
-        if ((state->getFillOverprint() && !isSpot) || !toUser ||
-            getBitmap()->getMode() != (isRGB ? splashModeRGB8 : splashModeCMYK8))
+        const bool overprints = state->getFillOverprint() && isSpot;
+        if (!toUser || getBitmap()->getMode() != (isRGB ? splashModeRGB8 : splashModeCMYK8))
             return false;
 
         auto pattern = makePattern(*toUser, isRGB);
@@ -441,9 +442,9 @@ private:
         const bool antialias = getVectorAntialias();
         setVectorAntialias(true); // the interpreter has switched it off for shadings
         getSplash()->setOverprintMask(allInks, false);
-        if (state->getFillOverprint()) // Splash then spares the inks that a pixel does without
-            getSplash()->setOverprintMode(1);
-        const AddedInks added(*this, state, space, state->getFillOverprint());
+        // With mode 1 Splash spares the inks that a pixel does without.
+        getSplash()->setOverprintMode(overprints ? 1 : 0);
+        const AddedInks added(*this, state, space, overprints);
         // A stroke's pattern means that the clip is the stroke.
         const bool done = getSplash()->shadedFill(&path, shading.getHasBBox(), &pattern,
                                                   state->getStrokePattern() != nullptr) == splashOk;
