@@ -86,7 +86,8 @@ void Updater::askForPermission() {
                  "your files. You can always look from the application menu."),
              .notes = {},
              .actions = {{QStringLiteral("decline"), QStringLiteral("Don’t Check")},
-                         {QStringLiteral("agree"), QStringLiteral("Check Automatically")}}});
+                         {QStringLiteral("agree"), QStringLiteral("Check Automatically")}},
+             .isAskedFor = false});
 }
 
 void Updater::setChecksAutomatically(bool checks) {
@@ -240,7 +241,8 @@ void Updater::presentUpdate(const QString& notes) {
              .notes = notes,
              .actions = {{QStringLiteral("later"), QStringLiteral("Remind Me Later")},
                          {QStringLiteral("skip"), QStringLiteral("Skip This Version")},
-                         {QStringLiteral("install"), QStringLiteral("Install Update")}}});
+                         {QStringLiteral("install"), QStringLiteral("Install Update")}},
+             .isAskedFor = kind_ == Kind::manual});
 }
 
 void Updater::failCheck(const QString& failure) {
@@ -341,7 +343,9 @@ void Updater::present(Panel panel) {
         return;
     }
     waitingPanel_ = std::move(panel);
-    if (panel_)
+    if (!panel_)
+        waitingPanel_->isAskedFor = false; // by then the user does something else
+    else
         showWaiting();
 }
 

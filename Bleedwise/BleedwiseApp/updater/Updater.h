@@ -44,6 +44,7 @@ class Updater : public QObject {
     Q_PROPERTY(QString notes READ notes NOTIFY panelChanged)
     Q_PROPERTY(QVariantList actions READ actions NOTIFY panelChanged)
     Q_PROPERTY(bool busy READ isBusy NOTIFY panelChanged)
+    Q_PROPERTY(bool askedFor READ isAskedFor NOTIFY panelChanged)
     Q_PROPERTY(double progress READ progress NOTIFY progressChanged)
     Q_PROPERTY(QString progressText READ progressText NOTIFY progressChanged)
 
@@ -93,6 +94,8 @@ public:
     QVariantList actions() const;
     /// Whether there is progress to be shown.
     bool isBusy() const { return panel_ && panel_->isBusy; }
+    /// Whether the panel follows what the user did here, and may take the keyboard.
+    bool isAskedFor() const { return panel_ && panel_->isAskedFor; }
     /// From 0 to 1; below 0 while nobody knows.
     double progress() const { return progress_; }
     QString progressText() const { return progressText_; }
@@ -121,6 +124,7 @@ private:
         /// The last one is the prominent one; the first one dismisses.
         std::vector<Action> actions;
         bool isBusy = false;
+        bool isAskedFor = true;
     };
     enum class Kind { manual, scheduled };
 

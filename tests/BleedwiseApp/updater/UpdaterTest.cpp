@@ -248,6 +248,37 @@ TEST_F(UpdaterTest, PassesOverAnActionThatItDoesNotOffer) {
     EXPECT_EQ(opened.size(), 0U);
 }
 
+// What may take the keyboard.
+
+TEST_F(UpdaterTest, IsAskedForByTheMenusCommand) {
+    check(availableTitle);
+    EXPECT_TRUE(updater->isAskedFor());
+}
+
+TEST_F(UpdaterTest, WasNotAskedForItsQuestion) {
+    startProgram();
+    startProgram();
+    EXPECT_EQ(updater->title(), permissionTitle);
+    EXPECT_FALSE(updater->isAskedFor());
+}
+
+TEST_F(UpdaterTest, WasNotAskedForAVersionThatItFoundByItself) {
+    agreeToChecks();
+    startProgram();
+    expectTitle(availableTitle);
+    EXPECT_FALSE(updater->isAskedFor());
+}
+
+TEST_F(UpdaterTest, IsAskedForAPackageOfAVersionThatItFoundByItself) {
+    agreeToChecks();
+    startProgram();
+    expectTitle(availableTitle);
+    updater->perform("install");
+    EXPECT_TRUE(updater->isAskedFor());
+    expectTitle(readyTitle);
+    EXPECT_TRUE(updater->isAskedFor());
+}
+
 // What fails.
 
 TEST_F(UpdaterTest, SaysThatACheckFailed) {
