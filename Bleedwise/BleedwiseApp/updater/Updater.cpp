@@ -31,7 +31,7 @@ const QString installTitle = QStringLiteral("The update cannot be installed");
 const QString skippedKey = QStringLiteral("SUSkippedVersion");
 
 constexpr std::chrono::seconds checkInterval = 24h;
-/// A computer sleeps, and its clock is set: so the timer is not set to the whole time.
+/// A computer sleeps, its clock is set, and a check fails: so the timer is not set to the whole time.
 constexpr std::chrono::seconds longestWait = 1h;
 constexpr qint64 largestNotes = 512 << 10;
 
@@ -127,8 +127,6 @@ void Updater::checkForUpdates() {
 
 void Updater::check(Kind kind) {
     kind_ = kind;
-    SettingsStore(surroundings_.settingsDomain)
-        .setText(lastCheckKey, surroundings_.now().toUTC().toString(Qt::ISODate));
     if (kind == Kind::manual)
         showChecking();
     received_.clear();
@@ -168,6 +166,7 @@ void Updater::decide(const QUrl& feedURL) {
     try {
         const std::vector<AppcastItem> items = Appcast::parse(received_, feedURL);
         received_.clear();
+        noteCheck();
         const AppcastItem* best = Appcast::best(items, surroundings_.systemVersion);
         if (!best || std::is_lteq(VersionComparison::compare(best->version,
                                                              surroundings_.installedVersion))) {
@@ -179,6 +178,11 @@ void Updater::decide(const QUrl& feedURL) {
     } catch (const UpdateError& error) {
         failCheck(error.sentence());
     }
+}
+
+void Updater::noteCheck() {
+    SettingsStore(surroundings_.settingsDomain)
+        .setText(lastCheckKey, surroundings_.now().toUTC().toString(Qt::ISODate));
 }
 
 void Updater::presentNothingNew(const AppcastItem* newest) {

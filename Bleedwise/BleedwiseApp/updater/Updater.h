@@ -24,13 +24,15 @@ namespace Bleedwise {
 /// shows of that: one panel, or none.
 ///
 /// Checks when it is told to, and once a day by itself when the user has agreed, who is asked once,
-/// on the second start. A check by itself says nothing unless there is something new. What there is
-/// to say while a batch of files is converted waits until that is over. Nothing here waits other
-/// than in the event loop, and nothing that was fetched is ever run: a package whose length and
-/// signature are right is given to the system to open, after asking.
+/// on the second start. A check by itself says nothing unless there is something new; one that
+/// fails is made again an hour later. What there is to say while a batch of files is converted
+/// waits until that is over. Nothing here waits other than in the event loop, and nothing that was
+/// fetched is ever run: a package whose length and signature are right is given to the system to
+/// open, after asking.
 ///
 /// Keeps in the settings: "SUHasLaunchedBefore"; "SUEnableAutomaticChecks", there from the question
-/// on; "SULastCheckTime", a text, ISO 8601 in UTC; "SUSkippedVersion", a text.
+/// on; "SULastCheckTime", of the last feed that could be read, a text, ISO 8601 in UTC;
+/// "SUSkippedVersion", a text.
 ///
 /// Can be made before there is an application object. Main thread.
 class Updater : public QObject {
@@ -138,6 +140,7 @@ private:
     void showWaiting();
     void showChecking();
     void decide(const QUrl& feedURL);
+    void noteCheck();
     void presentNothingNew(const AppcastItem* newest);
     void fetchNotes();
     void presentUpdate(const QString& notes);

@@ -562,6 +562,22 @@ TEST_F(UpdaterTest, ChecksByItselfNoMoreThanOnceADay) {
     EXPECT_EQ(server.requests(), (std::vector<std::string>{"/feed.xml", "/settled", "/settled"}));
 }
 
+TEST_F(UpdaterTest, ChecksByItselfAgainAfterACheckThatFailed) {
+    server.serve("/feed.xml", {.body = "", .status = 500});
+    checkByItself();
+    offer("2.0");
+    startProgram();
+    expectTitle(availableTitle);
+}
+
+TEST_F(UpdaterTest, ChecksByItselfAgainAfterAFeedThatIsBroken) {
+    server.serve("/feed.xml", {.body = "<rss><channel>"});
+    checkByItself();
+    offer("2.0");
+    startProgram();
+    expectTitle(availableTitle);
+}
+
 TEST_F(UpdaterTest, ChecksByItselfAgainAfterADay) {
     settings().setText("SULastCheckTime", "2026-02-28T12:00:00Z");
     checkByItself();
