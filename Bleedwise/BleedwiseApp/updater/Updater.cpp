@@ -31,7 +31,8 @@ const QString installTitle = QStringLiteral("The update cannot be installed");
 const QString skippedKey = QStringLiteral("SUSkippedVersion");
 
 constexpr std::chrono::seconds checkInterval = 24h;
-/// A computer sleeps, its clock is set, and a check fails: so the timer is not set to the whole time.
+/// A computer sleeps, its clock is set, and a check fails: so the timer is not set to the whole
+/// time.
 constexpr std::chrono::seconds longestWait = 1h;
 constexpr qint64 largestNotes = 512 << 10;
 
@@ -79,7 +80,6 @@ void Updater::askOrSchedule() {
 }
 
 void Updater::askForPermission() {
-    setChecksAutomatically(false); // also when no answer is given: nobody is asked twice
     present({.title = QStringLiteral("Check for updates automatically?"),
              .message = QStringLiteral(
                  "Bleedwise can look for a new version once a day. It sends nothing about you or "
@@ -401,13 +401,20 @@ void Updater::perform(const QString& action) {
         if (action == QLatin1String("agree")) {
             setChecksAutomatically(true);
             scheduleCheck();
+        } else if (action == QLatin1String("decline")) {
+            setChecksAutomatically(false);
         }
     }
 }
 
 void Updater::dismiss() {
-    if (panel_)
-        perform(QString(panel_->actions.front().name));
+    if (!panel_)
+        return;
+    const QString first = panel_->actions.front().name;
+    if (first == QLatin1String("decline"))
+        show(std::nullopt); // no answer: the next start asks again
+    else
+        perform(first);
 }
 
 void Updater::openLink(const QString& address) {

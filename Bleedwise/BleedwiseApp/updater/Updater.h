@@ -23,14 +23,14 @@ namespace Bleedwise {
 /// Looks for new versions of the program and fetches them, and is at the same time what the window
 /// shows of that: one panel, or none.
 ///
-/// Checks when it is told to, and once a day by itself when the user has agreed, who is asked once,
-/// on the second start. A check by itself says nothing unless there is something new; one that
-/// fails is made again an hour later. What there is to say while a batch of files is converted
-/// waits until that is over. Nothing here waits other than in the event loop, and nothing that was
-/// fetched is ever run: a package whose length and signature are right is given to the system to
-/// open, after asking.
+/// Checks when it is told to, and once a day by itself when the user has agreed, who is asked
+/// from the second start on, until there is an answer. A check by itself says nothing unless there
+/// is something new; one that fails is made again an hour later. What there is to say while a batch
+/// of files is converted waits until that is over. Nothing here waits other than in the event loop,
+/// and nothing that was fetched is ever run: a package whose length and signature are right is
+/// given to the system to open, after asking.
 ///
-/// Keeps in the settings: "SUHasLaunchedBefore"; "SUEnableAutomaticChecks", there from the question
+/// Keeps in the settings: "SUHasLaunchedBefore"; "SUEnableAutomaticChecks", there from the answer
 /// on; "SULastCheckTime", of the last feed that could be read, a text, ISO 8601 in UTC;
 /// "SUSkippedVersion", a text.
 ///
@@ -104,7 +104,8 @@ public:
 
     /// One of the actions that the panel has. Any other name is passed over.
     Q_INVOKABLE void perform(const QString& action);
-    /// Closes the panel by the action that decides nothing, such as Cancel or Remind Me Later.
+    /// Closes the panel by the action that decides nothing, such as Cancel or Remind Me Later, and
+    /// the question without an answer.
     Q_INVOKABLE void dismiss();
     /// Opens an address of the notes in the user's browser.
     Q_INVOKABLE void openLink(const QString& address);

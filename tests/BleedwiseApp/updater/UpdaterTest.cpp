@@ -501,9 +501,26 @@ TEST_F(UpdaterTest, AsksOnTheSecondStartWhetherToCheck) {
     EXPECT_EQ(server.requests(), std::vector<std::string>{"/settled"});
 }
 
-TEST_F(UpdaterTest, AsksOnlyOnce) {
+TEST_F(UpdaterTest, AsksAgainWhenNobodyAnswered) {
     startProgram();
     startProgram();
+    startProgram();
+    EXPECT_EQ(updater->title(), permissionTitle);
+}
+
+TEST_F(UpdaterTest, AsksAgainWhenTheQuestionWasPutAway) {
+    startProgram();
+    startProgram();
+    updater->dismiss();
+    EXPECT_FALSE(updater->isShowing());
+    startProgram();
+    EXPECT_EQ(updater->title(), permissionTitle);
+}
+
+TEST_F(UpdaterTest, AsksNoMoreOnceThereIsAnAnswer) {
+    startProgram();
+    startProgram();
+    updater->perform("decline");
     startProgram();
     EXPECT_FALSE(updater->isShowing());
 }
