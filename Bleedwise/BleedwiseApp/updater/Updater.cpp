@@ -148,9 +148,23 @@ void Updater::check(Kind kind) {
 }
 
 void Updater::showWaiting() {
-    showChecking();
-    panel_->message = QStringLiteral("The answer is shown when the files have been converted.");
-    emit panelChanged();
+    if (!package_.fileName().isEmpty()) {
+        show(Panel{.title = waitingPanel_->title,
+                   .message = QStringLiteral("Its signature is right. You can open it when the "
+                                             "files have been converted."),
+                   .notes = {},
+                   .actions = {{QStringLiteral("keep"), QStringLiteral("Not Now")}}});
+    } else if (waitingPanel_->title == installTitle) {
+        show(Panel{.title = installTitle,
+                   .message =
+                       QStringLiteral("The reason is shown when the files have been converted."),
+                   .notes = {},
+                   .actions = {{QStringLiteral("close"), QStringLiteral("OK")}}});
+    } else {
+        showChecking();
+        panel_->message = QStringLiteral("The answer is shown when the files have been converted.");
+        emit panelChanged();
+    }
 }
 
 void Updater::showChecking() {
@@ -396,7 +410,10 @@ void Updater::perform(const QString& action) {
     } else {
         if (action == QLatin1String("skip"))
             SettingsStore(surroundings_.settingsDomain).setText(skippedKey, item_->version);
-        package_.setFileName({});
+        if (action == QLatin1String("keep")) {
+            package_.setFileName({});
+            waitingPanel_.reset();
+        }
         show(std::nullopt);
         if (action == QLatin1String("agree")) {
             setChecksAutomatically(true);
@@ -427,10 +444,6 @@ void Updater::cancel() {
     download_.reset();
     packageDownload_.reset();
     waitingPanel_.reset();
-    if (!package_.fileName().isEmpty()) { // finished, but nobody has been told yet
-        package_.remove();
-        package_.setFileName({});
-    }
     show(std::nullopt);
 }
 

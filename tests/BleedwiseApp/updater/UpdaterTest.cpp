@@ -660,14 +660,47 @@ TEST_F(UpdaterTest, SaysThatThereIsAnAnswerToWhoeverAsksDuringABatch) {
     }));
 }
 
-TEST_F(UpdaterTest, LeavesNothingOfAPackageThatIsCancelledDuringABatch) {
-    check(availableTitle);
-    updater->setBatchIsRunning(true);
-    updater->perform("install");
-    EXPECT_TRUE(loop.runUntil([this] { return !updater->message().isEmpty(); }));
-    EXPECT_EQ(entryCount(downloads), 1U);
-    updater->perform("cancel");
-    EXPECT_EQ(entryCount(downloads), 0U);
+/// A batch that has begun before a package was fetched.
+class PackageDuringABatch : public UpdaterTest {
+protected:
+    void fetch(const QString& title) {
+        check(availableTitle);
+        updater->setBatchIsRunning(true);
+        updater->perform("install");
+        expectTitle(title);
+    }
+};
+
+TEST_F(PackageDuringABatch, IsSaidToBeReady) {
+    fetch(readyTitle);
+    EXPECT_EQ(updater->message(), "Its signature is right. You can open it when the files have "
+                                  "been converted.");
+    EXPECT_FALSE(updater->isBusy());
+    EXPECT_EQ(actionTexts(), QStringList{"Not Now"});
+}
+
+TEST_F(PackageDuringABatch, CanBeOpenedWhenTheBatchIsOver) {
+    fetch(readyTitle);
+    updater->setBatchIsRunning(false);
+    EXPECT_EQ(updater->title(), readyTitle);
+    EXPECT_EQ(actionTexts(), QStringList({"Not Now", "Open Installer"}));
+}
+
+TEST_F(PackageDuringABatch, IsKeptForLater) {
+    fetch(readyTitle);
+    updater->perform("keep");
+    updater->setBatchIsRunning(false);
+    EXPECT_FALSE(updater->isShowing());
+    EXPECT_EQ(contents(downloads / "bleedwise.deb"), package);
+}
+
+TEST_F(PackageDuringABatch, SaysWhyItCannotBeInstalledWhenTheBatchIsOver) {
+    server.serve("/bleedwise.deb", {.body = std::string(package.size(), 'q')});
+    fetch(cannotInstallTitle);
+    EXPECT_EQ(updater->message(), "The reason is shown when the files have been converted.");
+    updater->perform("close");
+    updater->setBatchIsRunning(false);
+    EXPECT_EQ(updater->message(), "The signature of the update is not right, so it was deleted.");
 }
 
 } // namespace
