@@ -351,8 +351,11 @@ void Updater::setBatchIsRunning(bool running) {
         return;
     batchIsRunning_ = running;
     emit batchIsRunningChanged();
-    if (!running && waitingPanel_)
-        show(std::exchange(waitingPanel_, std::nullopt));
+    if (running || !waitingPanel_)
+        return;
+    if (!panel_)
+        waitingPanel_->isAskedFor = false; // the user has gone on to something else
+    show(std::exchange(waitingPanel_, std::nullopt));
 }
 
 void Updater::present(Panel panel) {
@@ -361,9 +364,7 @@ void Updater::present(Panel panel) {
         return;
     }
     waitingPanel_ = std::move(panel);
-    if (!panel_)
-        waitingPanel_->isAskedFor = false; // by then the user does something else
-    else
+    if (panel_)
         showWaiting();
 }
 
