@@ -96,6 +96,17 @@ class UpdatingTest(WindowTest):
         self.assertEqual(package.read_bytes(), b"a package")
         self.await_no_panel(program)
 
+    def testSaysThatTheSystemCannotOpenTheUpdate(self):
+        self.desktop.install_program("xdg-open", "exit 3\n")
+        program = self.start()
+        self.check(program)
+        self.click(program, "Install Update")
+        self.click(program, "Open Installer")
+        panel = program.get("dialog", "The update cannot be installed")
+        self.assertEqual(panel.description, "The system has nothing to open the package with. "
+                                            "It is in ~/Downloads/bleedwise.deb.")
+        self.assertEqual((self.downloads / "bleedwise.deb").read_bytes(), b"a package")
+
     def testDeletesAForgedUpdateAndSaysSo(self):
         self.server.offer("99.0", package=b"a changed one", signed=b"a package")
         program = self.start()

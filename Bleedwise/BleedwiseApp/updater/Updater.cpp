@@ -17,6 +17,7 @@
 #include <QIODevice>
 #include <QLocale>
 #include <QMetaObject>
+#include <QPointer>
 #include <QVariantMap>
 
 namespace Bleedwise {
@@ -337,11 +338,19 @@ void Updater::openPackage(const QString& problem) {
     if (!problem.isEmpty()) {
         QFile::remove(name);
         presentFailure(installTitle, problem);
-    } else if (!surroundings_.open(QUrl::fromLocalFile(name))) {
-        presentFailure(installTitle, QStringLiteral("The system has nothing to open the package "
-                                                    "with. It is in %1.")
-                                         .arg(shownPath(name)));
+    } else {
+        // Perhaps the system takes as long as its installer is open.
+        surroundings_.open(QUrl::fromLocalFile(name), [self = QPointer(this), name] {
+            if (self)
+                self->presentFailureToOpen(name);
+        });
     }
+}
+
+void Updater::presentFailureToOpen(const QString& file) {
+    presentFailure(installTitle, QStringLiteral("The system has nothing to open the package with. "
+                                                "It is in %1.")
+                                     .arg(shownPath(file)));
 }
 
 // The panel.
@@ -438,7 +447,7 @@ void Updater::dismiss() {
 void Updater::openLink(const QString& address) {
     const QUrl url(address, QUrl::StrictMode);
     if (url.scheme() == QLatin1String("https") || url.scheme() == QLatin1String("http"))
-        surroundings_.open(url);
+        surroundings_.open(url, [] {});
 }
 
 void Updater::cancel() {

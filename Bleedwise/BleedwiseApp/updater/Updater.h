@@ -64,8 +64,9 @@ public:
         QString downloadFolder;
         DownloadSurroundings network;
         std::function<QDateTime()> now;
-        /// Has the system open a file or an address; false when it cannot.
-        std::function<bool(const QUrl&)> open;
+        /// Has the system open a file or an address, and calls `failed`, from the event loop and
+        /// once at most, when it cannot.
+        std::function<void(const QUrl&, const std::function<void()>& failed)> open;
     };
 
     enum class Starting { immediately, onDemand };
@@ -153,6 +154,7 @@ private:
     void presentPackage(const QString& file);
     void verifyAgain();
     void openPackage(const QString& problem);
+    void presentFailureToOpen(const QString& file);
 
     void present(Panel panel);
     void show(std::optional<Panel> panel);

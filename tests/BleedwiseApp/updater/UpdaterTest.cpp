@@ -55,9 +55,12 @@ protected:
                                               .isOnline = [] { return true; }},
                                   .now = [this] { return now; },
                                   .open =
-                                      [this](const QUrl& url) {
+                                      [this](const QUrl& url, const std::function<void()>& failed) {
                                           opened.push_back(url);
-                                          return canOpen;
+                                          if (!canOpen)
+                                              QMetaObject::invokeMethod(
+                                                  &receiver, [failed] { failed(); },
+                                                  Qt::QueuedConnection);
                                       }},
             Updater::Starting::onDemand);
     }
@@ -138,6 +141,7 @@ protected:
     QDateTime now = QDateTime::fromString("2026-03-01T12:00:00Z", Qt::ISODate);
     bool canOpen = true;
     std::vector<QUrl> opened;
+    QObject receiver;
     std::unique_ptr<Updater> updater;
 };
 
