@@ -32,7 +32,7 @@ const QString failedTitle = "The check for updates failed";
 const QString permissionTitle = "Check for updates automatically?";
 const QString readyTitle = "Version 2.0 is ready";
 const QString cannotInstallTitle = "The update cannot be installed";
-constexpr qint64 dayInSeconds = 24 * 60 * 60;
+constexpr qint64 dayInSeconds = 86'400;
 
 /// An updater of version 1.0 with a server of its own, which offers 2.0.
 class UpdaterTest : public testing::Test {
