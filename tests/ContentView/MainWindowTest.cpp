@@ -23,12 +23,14 @@
 #include <QFileDialog>
 #include <QLineEdit>
 #include <QMimeData>
+#include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QStringList>
 #include <QTest>
 #include <QUrl>
+#include <QVariant>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -349,6 +351,73 @@ TEST_F(MainWindowTest, OpensItsMenuAtNoEntryByAClick) {
     const auto* menu = window->findChild<QObject*>("menu");
     ASSERT_TRUE(menu->property("visible").toBool());
     EXPECT_EQ(menu->property("currentIndex"), -1);
+}
+
+// What the updater says.
+
+/// The window with a posing updater, which has something to say that nobody asked for.
+class WindowWithUpdater : public MainWindowTest {
+protected:
+    WindowWithUpdater() {
+        QQmlComponent component(&engine);
+        component.setData(R"(
+            import QtQml
+            QtObject {
+                property bool showing: false
+                property bool askedFor: false
+                property string title: "A new version of Bleedwise is available"
+                property string message
+                property string notes
+                property var actions: [{ name: "install", text: "Install", prominent: true }]
+                property bool busy: false
+                property real progress
+                property string progressText
+                signal panelChanged
+                function dismiss() { showing = false }
+            })",
+                          QUrl());
+        updater.reset(component.create());
+        EXPECT_NE(updater, nullptr) << component.errorString().toStdString();
+        window->setProperty("updater", QVariant::fromValue(updater.get()));
+    }
+
+    ~WindowWithUpdater() override { window.reset(); }
+
+    bool isShowing() const { return updater->property("showing").toBool(); }
+    QObject* panel() { return window->findChild<QObject*>("updatePanel"); }
+
+    void say() {
+        updater->setProperty("showing", true);
+        EXPECT_TRUE(runUntil([this] { return panel() && panel()->property("opened").toBool(); }));
+    }
+
+    std::unique_ptr<QObject> updater;
+};
+
+TEST_F(WindowWithUpdater, LeavesTheFocusWhereItIs) {
+    item("console")->forceActiveFocus(Qt::TabFocusReason);
+    const QQuickItem* before = window->activeFocusItem();
+    say();
+    EXPECT_EQ(window->activeFocusItem(), before);
+}
+
+TEST_F(WindowWithUpdater, HoldsItsPanelUntilTheAboutDialogIsClosed) {
+    QMetaObject::invokeMethod(item("strip"), "aboutRequested");
+    EXPECT_TRUE(runUntil([this] { return window->activeFocusItem()->objectName() == "close"; }));
+    updater->setProperty("showing", true);
+    EXPECT_EQ(panel(), nullptr);
+    press(Qt::Key_Escape);
+    EXPECT_TRUE(runUntil([this] { return panel() != nullptr; }));
+    EXPECT_TRUE(isShowing());
+}
+
+TEST_F(WindowWithUpdater, PutsItsPanelAwayByEscapeWhereverTheFocusIs) {
+    for (const char* name : {"applicationMenu", "console", "bleed"}) {
+        say();
+        item(name)->forceActiveFocus(Qt::TabFocusReason);
+        press(Qt::Key_Escape);
+        EXPECT_FALSE(isShowing()) << name;
+    }
 }
 
 // Files that come in.

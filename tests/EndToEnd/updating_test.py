@@ -1,8 +1,10 @@
 """New versions: the menu's entry, and what the updater says and fetches."""
 
+import base64
 import json
 import pathlib
 import shutil
+import socket
 
 from fixture import WindowTest
 from update_server import UpdateServer
@@ -40,6 +42,23 @@ class WithoutAnUpdaterTest(WindowTest):
         libraries = pathlib.Path(f"/proc/{program.process.pid}/maps").read_text()
         self.assertIn("bleedwise-desktop.so", libraries)
         self.assertEqual([name for name in UPDATING_LIBRARIES if name in libraries], [])
+
+
+class ProxyTest(WindowTest):
+    def testAsksTheSystemsProxyForUpdates(self):
+        proxy = self.enterContext(socket.create_server(("127.0.0.1", 0)))
+        proxy.settimeout(60)
+        folder = install(self.desktop, self.build, {
+            "SUFeedURL": "https://updates.bleedwise.test/feed.xml",
+            "SUPublicEDKey": base64.b64encode(bytes(32)).decode()})
+        address = f"http://127.0.0.1:{proxy.getsockname()[1]}"
+        program = self.start(folder=folder, environment={"https_proxy": address})
+        program.open_menu()
+        self.desktop.click(program.get("menu item", CHECK).centre)
+        connection, _ = proxy.accept()
+        with connection, connection.makefile("rb") as request:
+            self.assertEqual(request.readline(),
+                             b"CONNECT updates.bleedwise.test:443 HTTP/1.1\r\n")
 
 
 class UpdatingTest(WindowTest):
@@ -95,6 +114,17 @@ class UpdatingTest(WindowTest):
                    "the opened package")
         self.assertEqual(package.read_bytes(), b"a package")
         self.await_no_panel(program)
+
+    def testSaysThatTheSystemCannotOpenTheUpdate(self):
+        self.desktop.install_program("xdg-open", "exit 3\n")
+        program = self.start()
+        self.check(program)
+        self.click(program, "Install Update")
+        self.click(program, "Open Installer")
+        panel = program.get("dialog", "The update cannot be installed")
+        self.assertEqual(panel.description, "The system has nothing to open the package with. "
+                                            "It is in ~/Downloads/bleedwise.deb.")
+        self.assertEqual((self.downloads / "bleedwise.deb").read_bytes(), b"a package")
 
     def testDeletesAForgedUpdateAndSaysSo(self):
         self.server.offer("99.0", package=b"a changed one", signed=b"a package")

@@ -105,7 +105,7 @@ public:
                     .network = {.tls = [this] { return authority_.trust(); },
                                 .isOnline = [] { return true; }},
                     .now = [] { return QDateTime::currentDateTimeUtc(); },
-                    .open = [](const QUrl&) { return true; }},
+                    .open = [](const QUrl&, const std::function<void()>&) {}},
                    Updater::Starting::onDemand) {}
 
     Updater& updater() { return updater_; }

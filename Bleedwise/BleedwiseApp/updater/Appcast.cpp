@@ -5,6 +5,8 @@
 
 #include <compare>
 
+#include <QChar>
+#include <QStringView>
 #include <QXmlStreamReader>
 
 namespace Bleedwise::Appcast {
@@ -44,9 +46,70 @@ qint64 lengthOf(QStringView text) {
     return isNumber && length > 0 ? length : 0;
 }
 
+/// Looks over the marks of a feed, in one pass, before anything takes the time to understand them.
+class Outline {
+public:
+    explicit Outline(QStringView text) : rest_(text) {}
+
+    void requireModest() {
+        for (qsizetype mark = rest_.indexOf(u'<'); mark >= 0; mark = rest_.indexOf(u'<')) {
+            rest_ = rest_.sliced(mark);
+            if (rest_.startsWith(QLatin1String("<!--")))
+                skipPast(QLatin1String("-->"));
+            else if (rest_.startsWith(QLatin1String("<![CDATA[")))
+                skipPast(QLatin1String("]]>"));
+            else if (rest_.startsWith(QLatin1String("<?")))
+                skipPast(QLatin1String("?>"));
+            else if (rest_.startsWith(QLatin1String("<!")))
+                failToRead(); // a document type
+            else
+                readTag();
+        }
+    }
+
+private:
+    void skipPast(QLatin1String end) {
+        const qsizetype position = rest_.indexOf(end);
+        rest_ = position < 0 ? QStringView() : rest_.sliced(position + end.size());
+    }
+
+    void readTag() {
+        const QStringView tag = rest_.first(lengthOfTag());
+        rest_ = rest_.sliced(tag.size());
+        namespaces_ += tag.count(QLatin1String("xmlns"));
+        if (tag.startsWith(QLatin1String("</")))
+            --depth_;
+        else if (!tag.endsWith(QLatin1String("/>")))
+            ++depth_;
+        if (depth_ > deepestElement || namespaces_ > mostNamespaces)
+            failAsTooLarge();
+    }
+
+    /// To the sign that ends the tag, which may also be within quotes.
+    qsizetype lengthOfTag() const {
+        QChar quote;
+        for (qsizetype i = 0; i < rest_.size(); ++i) {
+            if (i >= longestTag)
+                failAsTooLarge();
+            const QChar character = rest_[i];
+            if (!quote.isNull())
+                quote = character == quote ? QChar() : quote;
+            else if (character == u'"' || character == u'\'')
+                quote = character;
+            else if (character == u'>')
+                return i + 1;
+        }
+        return rest_.size();
+    }
+
+    QStringView rest_;
+    int depth_ = 0;
+    qsizetype namespaces_ = 0;
+};
+
 class Reader {
 public:
-    Reader(const QByteArray& data, QUrl feedURL) : xml_(data), feedURL_(std::move(feedURL)) {}
+    Reader(const QString& text, QUrl feedURL) : xml_(text), feedURL_(std::move(feedURL)) {}
 
     std::vector<AppcastItem> items() {
         if (!findElement(QLatin1String("rss")) || !findElement(QLatin1String("channel")))
@@ -232,7 +295,12 @@ bool fits(const AppcastItem& item, const QString& systemVersion) {
 std::vector<AppcastItem> parse(const QByteArray& data, const QUrl& feedURL) {
     if (data.size() > largestFeed)
         failAsTooLarge();
-    return Reader(data, feedURL).items();
+    if (!data.isValidUtf8())
+        failToRead();
+    // A text, and no bytes: the feed has no say in how it is decoded.
+    const QString text = QString::fromUtf8(data);
+    Outline(text).requireModest();
+    return Reader(text, feedURL).items();
 }
 
 const AppcastItem* best(const std::vector<AppcastItem>& items, const QString& systemVersion) {

@@ -37,15 +37,20 @@ struct AppcastItem {
 namespace Appcast {
 
 /// More, and it is no update feed of ours.
-constexpr qsizetype largestFeed = 2 << 20;
+constexpr qsizetype largestFeed = 1 << 20;
 constexpr std::size_t mostItems = 500;
 constexpr qsizetype longestText = 4096;
 constexpr qsizetype longestDescription = 256 << 10;
+/// What XML is read slowly for: every attribute is compared with those before it in its tag, and
+/// every name looked up among the namespaces that are declared around it.
+constexpr qsizetype longestTag = 8192;
+constexpr int deepestElement = 32;
+constexpr int mostNamespaces = 64;
 
 /// The packages that a feed offers, in its order. Addresses are resolved against the feed's own.
 /// Items without a version or without a package are left out, as are differences between two
-/// versions. Throws `UpdateError` when the data is not well-formed, is no feed, has a document type
-/// declaration, through which it could name entities, or exceeds a limit.
+/// versions. Throws `UpdateError` when the data is not well-formed UTF-8, is no feed, has a
+/// document type declaration, through which it could name entities, or exceeds a limit.
 std::vector<AppcastItem> parse(const QByteArray& data, const QUrl& feedURL);
 
 /// The newest item that is for this kind of system and this version of it, and in no channel.

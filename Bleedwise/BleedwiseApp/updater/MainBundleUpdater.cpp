@@ -8,10 +8,12 @@
 #include <utility>
 
 #include <QDateTime>
-#include <QDesktopServices>
 #include <QNetworkInterface>
+#include <QObject>
+#include <QProcess>
 #include <QStandardPaths>
 #include <QString>
+#include <QStringList>
 #include <QSysInfo>
 #include <QUrl>
 
@@ -40,6 +42,31 @@ bool isOnline() {
     return false;
 }
 
+/// With the program that desktops have for it, whose exit says whether there was anything to open
+/// it with. What it starts goes on after the end of this program: so nothing that lives as long as
+/// the program owns the process, which Qt would end with its owner.
+void open(const QUrl& url, const std::function<void()>& failed) {
+    auto* process = new QProcess;
+    QObject::connect(process, &QProcess::finished, process,
+                     [process, failed](int status, QProcess::ExitStatus exit) {
+                         process->deleteLater();
+                         if (exit != QProcess::NormalExit || status != 0)
+                             failed();
+                     });
+    QObject::connect(process, &QProcess::errorOccurred, process,
+                     [process, failed](QProcess::ProcessError error) {
+                         if (error != QProcess::FailedToStart)
+                             return;
+                         // From the event loop, and before the process is deleted there.
+                         QMetaObject::invokeMethod(
+                             process, [failed] { failed(); }, Qt::QueuedConnection);
+                         process->deleteLater();
+                     });
+    process->setProcessChannelMode(QProcess::ForwardedChannels);
+    process->setStandardInputFile(QProcess::nullDevice());
+    process->start(QStringLiteral("xdg-open"), {url.toString(QUrl::FullyEncoded)});
+}
+
 } // namespace
 
 std::unique_ptr<StandardUpdaterController>
@@ -55,7 +82,7 @@ makeMainBundleUpdater(std::function<QSslConfiguration()> tls) {
         .downloadFolder = QStandardPaths::writableLocation(QStandardPaths::DownloadLocation),
         .network = {.tls = std::move(tls), .isOnline = isOnline},
         .now = [] { return QDateTime::currentDateTimeUtc(); },
-        .open = [](const QUrl& url) { return QDesktopServices::openUrl(url); }});
+        .open = open});
 }
 
 } // namespace Bleedwise

@@ -197,7 +197,7 @@ void PackageDownload::finish(const QString& problem) {
 
 void PackageDownload::end(const QString& file, const QString& failure) {
     file_.close();
-    if (!failure.isEmpty())
+    if (!failure.isEmpty() && !file_.fileName().isEmpty())
         file_.remove();
     // The listener may destroy this object.
     const auto ended = std::move(listener_.ended);

@@ -71,14 +71,15 @@ public:
             text_ += QLatin1String("</a>");
     }
 
+    /// Nothing more is taken.
+    bool isFull() const { return length_ >= longestNotes; }
+
     QString finish() {
         endLink();
         return std::move(text_);
     }
 
 private:
-    bool isFull() const { return length_ >= longestNotes; }
-
     void startLine() {
         const int due = std::exchange(breaks_, 0);
         for (int i = 0; length_ > 0 && i < due; ++i)
@@ -99,7 +100,7 @@ public:
     explicit HTML(const QString& html) : rest_(html) {}
 
     QString notes() {
-        while (!rest_.isEmpty()) {
+        while (!rest_.isEmpty() && !notes_.isFull()) {
             if (rest_.startsWith(QLatin1String("<!--")))
                 skipPast(QLatin1String("-->"));
             else if (startsTag())
@@ -298,7 +299,7 @@ QString fromHTML(const QString& html) {
 QString fromPlainText(const QString& text) {
     Notes notes;
     QStringView rest = text;
-    while (!rest.isEmpty()) {
+    while (!rest.isEmpty() && !notes.isFull()) {
         const qsizetype length = rest.front() == u'h' ? lengthOfAddress(rest) : 0;
         if (length > 0) {
             notes.startLink(QUrl(rest.first(length).toString(), QUrl::StrictMode));

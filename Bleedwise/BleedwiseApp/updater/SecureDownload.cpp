@@ -99,7 +99,9 @@ void SecureDownload::begin(QNetworkAccessManager& network) {
 void SecureDownload::checkHeaders() {
     const int status = reply_->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     if (status >= 400) {
-        end(QStringLiteral("The %1 has nothing at this address (HTTP status %2).")
+        const bool isMissing = status == 404 || status == 410;
+        end((isMissing ? QStringLiteral("The %1 has nothing at this address (HTTP status %2).")
+                       : QStringLiteral("The %1 answers with HTTP status %2."))
                 .arg(request_.serverName)
                 .arg(status));
         return;

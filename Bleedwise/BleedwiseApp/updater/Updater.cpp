@@ -17,6 +17,7 @@
 #include <QIODevice>
 #include <QLocale>
 #include <QMetaObject>
+#include <QPointer>
 #include <QVariantMap>
 
 namespace Bleedwise {
@@ -31,7 +32,8 @@ const QString installTitle = QStringLiteral("The update cannot be installed");
 const QString skippedKey = QStringLiteral("SUSkippedVersion");
 
 constexpr std::chrono::seconds checkInterval = 24h;
-/// A computer sleeps, and its clock is set: so the timer is not set to the whole time.
+/// A computer sleeps, its clock is set, and a check fails: so the timer is not set to the whole
+/// time.
 constexpr std::chrono::seconds longestWait = 1h;
 constexpr qint64 largestNotes = 512 << 10;
 
@@ -79,14 +81,14 @@ void Updater::askOrSchedule() {
 }
 
 void Updater::askForPermission() {
-    setChecksAutomatically(false); // also when no answer is given: nobody is asked twice
     present({.title = QStringLiteral("Check for updates automatically?"),
              .message = QStringLiteral(
                  "Bleedwise can look for a new version once a day. It sends nothing about you or "
                  "your files. You can always look from the application menu."),
              .notes = {},
              .actions = {{QStringLiteral("decline"), QStringLiteral("Don’t Check")},
-                         {QStringLiteral("agree"), QStringLiteral("Check Automatically")}}});
+                         {QStringLiteral("agree"), QStringLiteral("Check Automatically")}},
+             .isAskedFor = false});
 }
 
 void Updater::setChecksAutomatically(bool checks) {
@@ -126,8 +128,6 @@ void Updater::checkForUpdates() {
 
 void Updater::check(Kind kind) {
     kind_ = kind;
-    SettingsStore(surroundings_.settingsDomain)
-        .setText(lastCheckKey, surroundings_.now().toUTC().toString(Qt::ISODate));
     if (kind == Kind::manual)
         showChecking();
     received_.clear();
@@ -149,9 +149,23 @@ void Updater::check(Kind kind) {
 }
 
 void Updater::showWaiting() {
-    showChecking();
-    panel_->message = QStringLiteral("The answer is shown when the files have been converted.");
-    emit panelChanged();
+    if (!package_.fileName().isEmpty()) {
+        show(Panel{.title = waitingPanel_->title,
+                   .message = QStringLiteral("Its signature is right. You can open it when the "
+                                             "files have been converted."),
+                   .notes = {},
+                   .actions = {{QStringLiteral("keep"), QStringLiteral("Not Now")}}});
+    } else if (waitingPanel_->title == installTitle) {
+        show(Panel{.title = installTitle,
+                   .message =
+                       QStringLiteral("The reason is shown when the files have been converted."),
+                   .notes = {},
+                   .actions = {{QStringLiteral("close"), QStringLiteral("OK")}}});
+    } else {
+        showChecking();
+        panel_->message = QStringLiteral("The answer is shown when the files have been converted.");
+        emit panelChanged();
+    }
 }
 
 void Updater::showChecking() {
@@ -167,6 +181,7 @@ void Updater::decide(const QUrl& feedURL) {
     try {
         const std::vector<AppcastItem> items = Appcast::parse(received_, feedURL);
         received_.clear();
+        noteCheck();
         const AppcastItem* best = Appcast::best(items, surroundings_.systemVersion);
         if (!best || std::is_lteq(VersionComparison::compare(best->version,
                                                              surroundings_.installedVersion))) {
@@ -178,6 +193,11 @@ void Updater::decide(const QUrl& feedURL) {
     } catch (const UpdateError& error) {
         failCheck(error.sentence());
     }
+}
+
+void Updater::noteCheck() {
+    SettingsStore(surroundings_.settingsDomain)
+        .setText(lastCheckKey, surroundings_.now().toUTC().toString(Qt::ISODate));
 }
 
 void Updater::presentNothingNew(const AppcastItem* newest) {
@@ -240,7 +260,8 @@ void Updater::presentUpdate(const QString& notes) {
              .notes = notes,
              .actions = {{QStringLiteral("later"), QStringLiteral("Remind Me Later")},
                          {QStringLiteral("skip"), QStringLiteral("Skip This Version")},
-                         {QStringLiteral("install"), QStringLiteral("Install Update")}}});
+                         {QStringLiteral("install"), QStringLiteral("Install Update")}},
+             .isAskedFor = kind_ == Kind::manual});
 }
 
 void Updater::failCheck(const QString& failure) {
@@ -317,11 +338,19 @@ void Updater::openPackage(const QString& problem) {
     if (!problem.isEmpty()) {
         QFile::remove(name);
         presentFailure(installTitle, problem);
-    } else if (!surroundings_.open(QUrl::fromLocalFile(name))) {
-        presentFailure(installTitle, QStringLiteral("The system has nothing to open the package "
-                                                    "with. It is in %1.")
-                                         .arg(shownPath(name)));
+    } else {
+        // Perhaps the system takes as long as its installer is open.
+        surroundings_.open(QUrl::fromLocalFile(name), [self = QPointer(this), name] {
+            if (self)
+                self->presentFailureToOpen(name);
+        });
     }
+}
+
+void Updater::presentFailureToOpen(const QString& file) {
+    presentFailure(installTitle, QStringLiteral("The system has nothing to open the package with. "
+                                                "It is in %1.")
+                                     .arg(shownPath(file)));
 }
 
 // The panel.
@@ -331,8 +360,11 @@ void Updater::setBatchIsRunning(bool running) {
         return;
     batchIsRunning_ = running;
     emit batchIsRunningChanged();
-    if (!running && waitingPanel_)
-        show(std::exchange(waitingPanel_, std::nullopt));
+    if (running || !waitingPanel_)
+        return;
+    if (!panel_)
+        waitingPanel_->isAskedFor = false; // the user has gone on to something else
+    show(std::exchange(waitingPanel_, std::nullopt));
 }
 
 void Updater::present(Panel panel) {
@@ -388,34 +420,40 @@ void Updater::perform(const QString& action) {
     } else {
         if (action == QLatin1String("skip"))
             SettingsStore(surroundings_.settingsDomain).setText(skippedKey, item_->version);
-        package_.setFileName({});
+        if (action == QLatin1String("keep")) {
+            package_.setFileName({});
+            waitingPanel_.reset();
+        }
         show(std::nullopt);
         if (action == QLatin1String("agree")) {
             setChecksAutomatically(true);
             scheduleCheck();
+        } else if (action == QLatin1String("decline")) {
+            setChecksAutomatically(false);
         }
     }
 }
 
 void Updater::dismiss() {
-    if (panel_)
-        perform(QString(panel_->actions.front().name));
+    if (!panel_)
+        return;
+    const QString first = panel_->actions.front().name;
+    if (first == QLatin1String("decline"))
+        show(std::nullopt); // no answer: the next start asks again
+    else
+        perform(first);
 }
 
 void Updater::openLink(const QString& address) {
     const QUrl url(address, QUrl::StrictMode);
     if (url.scheme() == QLatin1String("https") || url.scheme() == QLatin1String("http"))
-        surroundings_.open(url);
+        surroundings_.open(url, [] {});
 }
 
 void Updater::cancel() {
     download_.reset();
     packageDownload_.reset();
     waitingPanel_.reset();
-    if (!package_.fileName().isEmpty()) { // finished, but nobody has been told yet
-        package_.remove();
-        package_.setFileName({});
-    }
     show(std::nullopt);
 }
 

@@ -23,14 +23,16 @@ namespace Bleedwise {
 /// Looks for new versions of the program and fetches them, and is at the same time what the window
 /// shows of that: one panel, or none.
 ///
-/// Checks when it is told to, and once a day by itself when the user has agreed, who is asked once,
-/// on the second start. A check by itself says nothing unless there is something new. What there is
-/// to say while a batch of files is converted waits until that is over. Nothing here waits other
-/// than in the event loop, and nothing that was fetched is ever run: a package whose length and
-/// signature are right is given to the system to open, after asking.
+/// Checks when it is told to, and once a day by itself when the user has agreed, who is asked
+/// from the second start on, until there is an answer. A check by itself says nothing unless there
+/// is something new; one that fails is made again an hour later. What there is to say while a batch
+/// of files is converted waits until that is over. Nothing here waits other than in the event loop,
+/// and nothing that was fetched is ever run: a package whose length and signature are right is
+/// given to the system to open, after asking.
 ///
-/// Keeps in the settings: "SUHasLaunchedBefore"; "SUEnableAutomaticChecks", there from the question
-/// on; "SULastCheckTime", a text, ISO 8601 in UTC; "SUSkippedVersion", a text.
+/// Keeps in the settings: "SUHasLaunchedBefore"; "SUEnableAutomaticChecks", there from the answer
+/// on; "SULastCheckTime", of the last feed that could be read, a text, ISO 8601 in UTC;
+/// "SUSkippedVersion", a text.
 ///
 /// Can be made before there is an application object. Main thread.
 class Updater : public QObject {
@@ -44,6 +46,7 @@ class Updater : public QObject {
     Q_PROPERTY(QString notes READ notes NOTIFY panelChanged)
     Q_PROPERTY(QVariantList actions READ actions NOTIFY panelChanged)
     Q_PROPERTY(bool busy READ isBusy NOTIFY panelChanged)
+    Q_PROPERTY(bool askedFor READ isAskedFor NOTIFY panelChanged)
     Q_PROPERTY(double progress READ progress NOTIFY progressChanged)
     Q_PROPERTY(QString progressText READ progressText NOTIFY progressChanged)
 
@@ -61,8 +64,9 @@ public:
         QString downloadFolder;
         DownloadSurroundings network;
         std::function<QDateTime()> now;
-        /// Has the system open a file or an address; false when it cannot.
-        std::function<bool(const QUrl&)> open;
+        /// Has the system open a file or an address, and calls `failed`, from the event loop and
+        /// once at most, when it cannot.
+        std::function<void(const QUrl&, const std::function<void()>& failed)> open;
     };
 
     enum class Starting { immediately, onDemand };
@@ -93,13 +97,16 @@ public:
     QVariantList actions() const;
     /// Whether there is progress to be shown.
     bool isBusy() const { return panel_ && panel_->isBusy; }
+    /// Whether the panel follows what the user did here, and may take the keyboard.
+    bool isAskedFor() const { return panel_ && panel_->isAskedFor; }
     /// From 0 to 1; below 0 while nobody knows.
     double progress() const { return progress_; }
     QString progressText() const { return progressText_; }
 
     /// One of the actions that the panel has. Any other name is passed over.
     Q_INVOKABLE void perform(const QString& action);
-    /// Closes the panel by the action that decides nothing, such as Cancel or Remind Me Later.
+    /// Closes the panel by the action that decides nothing, such as Cancel or Remind Me Later, and
+    /// the question without an answer.
     Q_INVOKABLE void dismiss();
     /// Opens an address of the notes in the user's browser.
     Q_INVOKABLE void openLink(const QString& address);
@@ -121,6 +128,7 @@ private:
         /// The last one is the prominent one; the first one dismisses.
         std::vector<Action> actions;
         bool isBusy = false;
+        bool isAskedFor = true;
     };
     enum class Kind { manual, scheduled };
 
@@ -134,6 +142,7 @@ private:
     void showWaiting();
     void showChecking();
     void decide(const QUrl& feedURL);
+    void noteCheck();
     void presentNothingNew(const AppcastItem* newest);
     void fetchNotes();
     void presentUpdate(const QString& notes);
@@ -145,6 +154,7 @@ private:
     void presentPackage(const QString& file);
     void verifyAgain();
     void openPackage(const QString& problem);
+    void presentFailureToOpen(const QString& file);
 
     void present(Panel panel);
     void show(std::optional<Panel> panel);

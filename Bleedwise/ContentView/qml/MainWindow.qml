@@ -25,6 +25,13 @@ Window {
             root.viewModel.appeared();
     }
 
+    // Puts the updater's panel away when nothing that has the focus takes Escape.
+    function dismissUpdate(event) {
+        event.accepted = root.updater?.showing ?? false;
+        if (event.accepted)
+            root.updater.dismiss();
+    }
+
     function chooseFiles() {
         if (!root.viewModel.isConverting)
             chooser.open(root);
@@ -66,6 +73,7 @@ Window {
         coveredHeight: strip.height
         viewModel: root.viewModel
         onChooserRequested: root.chooseFiles()
+        Keys.onEscapePressed: event => root.dismissUpdate(event)
     }
 
     TitleStrip {
@@ -78,6 +86,7 @@ Window {
         onAboutRequested: about.active = true
         onUpdateCheckRequested: root.updater.checkForUpdates()
         onQuitRequested: root.close()
+        Keys.onEscapePressed: event => root.dismissUpdate(event)
     }
 
     DropHighlight {
@@ -111,8 +120,9 @@ Window {
         }
     }
 
+    // Waits for a dialog that must be answered first, which it would lie over.
     Loader {
-        active: root.updater?.showing ?? false
+        active: (root.updater?.showing ?? false) && !about.active && !root.viewModel.showingStopQuestion
         sourceComponent: UpdatePanel {
             objectName: "updatePanel"
             visible: true

@@ -11,16 +11,28 @@ DialogPanel {
     title: root.updater.title
     width: Math.max(460, row.implicitWidth + root.leftPadding + root.rightPadding)
     modal: false
+    // What nobody asked for must not take keys that are meant for the window.
+    focus: root.updater.askedFor
 
-    onAboutToShow: root.focusLikeliest()
+    onAboutToShow: root.answer()
 
     // The panel's content changes while it is open, and with it its buttons.
     Connections {
         target: root.updater
 
         function onPanelChanged() {
-            Qt.callLater(root.focusLikeliest);
+            Qt.callLater(root.answer);
         }
+    }
+
+    // Whether what is shown has been asked for.
+    property bool hasAnswered: false
+
+    // Gives the keyboard to what the user asked for, unless it has gone elsewhere since.
+    function answer() {
+        if (root.activeFocus || (root.updater.askedFor && !root.hasAnswered))
+            root.focusLikeliest();
+        root.hasAnswered = root.updater.askedFor;
     }
 
     closePolicy: DialogPanel.NoAutoClose

@@ -157,6 +157,26 @@ TEST(Appcast, PassesOverElementsOfOtherKinds) {
               "2");
 }
 
+TEST(Appcast, TakesNotesForTextHoweverManyTagsTheyHave) {
+    const std::string notes = [] {
+        std::string text;
+        for (int i = 0; i < 5000; ++i)
+            text += "<p class='x'>New";
+        return text;
+    }();
+    EXPECT_EQ(only(item("<sparkle:version>2</sparkle:version><description><![CDATA[" + notes +
+                        "]]></description>"))
+                  .description.toStdString(),
+              notes);
+}
+
+TEST(Appcast, PassesOverSignsOfTagsWithinQuotesAndComments) {
+    EXPECT_EQ(only("<!-- <a><b> ' --><?x <a>?>" +
+                   item("<sparkle:version>2</sparkle:version><x a='/>' b=\"'>\"/>"))
+                  .version,
+              "2");
+}
+
 TEST(Appcast, MayHaveNoItems) {
     EXPECT_EQ(parse("").size(), 0U);
 }
@@ -182,11 +202,23 @@ TEST_P(RefusedFeed, IsRefusedInOneSentence) {
     EXPECT_EQ(failure(GetParam().data), GetParam().sentence);
 }
 
-QByteArray repeated(const std::string& text, std::size_t count) {
+std::string repeatedText(const std::string& text, std::size_t count) {
     std::string result;
     for (std::size_t i = 0; i < count; ++i)
         result += text;
-    return feed(result);
+    return result;
+}
+
+QByteArray repeated(const std::string& text, std::size_t count) {
+    return feed(repeatedText(text, count));
+}
+
+/// The texts with a number of its own between each pair of them.
+std::string numbered(const std::string& before, const std::string& after, qsizetype count) {
+    std::string result;
+    for (qsizetype i = 0; i < count; ++i)
+        result += before + std::to_string(i) + after;
+    return result;
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -229,18 +261,21 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"WithLongNotes",
                 feed(item("<description>" + std::string(Appcast::longestDescription + 1, 'x') +
                           "</description>")),
-                tooLarge}),
+                tooLarge},
+        Refusal{"WithATagOfManyAttributes",
+                feed("<x" + numbered(" a", "=''", Appcast::longestTag / 4) + "/>"), tooLarge},
+        Refusal{"WithATagThatDoesNotEnd", feed("<x a='" + std::string(10'000, '>')), tooLarge},
+        Refusal{"WithManyNamespaces",
+                repeated("<x xmlns:a=\"urn:x\"/>", Appcast::mostNamespaces + 1), tooLarge},
+        Refusal{"ThatIsDeep",
+                feed(repeatedText("<x>", Appcast::deepestElement) +
+                     repeatedText("</x>", Appcast::deepestElement)),
+                tooLarge},
+        Refusal{"InAnotherEncoding",
+                "<?xml version=\"1.0\" encoding=\"iso-8859-1\"?><rss><channel><title>\xe9"
+                "</title></channel></rss>",
+                damaged}),
     [](const auto& example) { return example.param.name; });
-
-TEST(Appcast, IsReadInLinearTimeHoweverDeepItIs) {
-    std::string opening;
-    std::string closing;
-    for (int i = 0; i < 100'000; ++i) {
-        opening += "<x>";
-        closing += "</x>";
-    }
-    EXPECT_EQ(parse(opening + closing).size(), 0U);
-}
 
 // What is chosen.
 

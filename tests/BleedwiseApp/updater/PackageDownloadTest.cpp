@@ -166,7 +166,9 @@ TEST_F(PackageDownloadTest, LeavesNothingWhenItIsCancelled) {
 
 TEST_F(PackageDownloadTest, TellsThatTheFolderCannotBeWritten) {
     folder.file("Downloads", "a file");
+    testing::internal::CaptureStderr();
     EXPECT_EQ(outcome(), "The download cannot be stored in " + downloads.native() + ".");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 // What need not be fetched.

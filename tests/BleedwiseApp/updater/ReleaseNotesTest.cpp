@@ -78,6 +78,12 @@ INSTANTIATE_TEST_SUITE_P(
                     Example{"OtherAddress", "file:///x", "file:///x"}),
     nameOf);
 
+TEST(ReleaseNotes, EndWithAnEllipsisWhenTheyAreOfManyAddresses) {
+    const QString notes = ReleaseNotes::fromPlainText(QString("https://a.test/ ").repeated(2000));
+    EXPECT_EQ(notes.count("<a "), 20'000 / 16);
+    EXPECT_TRUE(notes.endsWith("…"));
+}
+
 TEST(ReleaseNotes, EndWithAnEllipsisWhenTheyAreLong) {
     const QString notes = ReleaseNotes::fromHTML(QString(300'000, 'x'));
     EXPECT_EQ(notes.size(), 20'001);

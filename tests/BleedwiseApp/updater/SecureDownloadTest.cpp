@@ -150,10 +150,15 @@ TEST_F(SecureDownloadTest, TellsThatThereIsNothingAtTheAddress) {
     EXPECT_EQ(received, "");
 }
 
+TEST_F(SecureDownloadTest, TellsThatThereIsNothingAtTheAddressAnyMore) {
+    server.serve("/a", {.body = "", .status = 410});
+    EXPECT_EQ(outcome(server.url("/a")),
+              "The update server has nothing at this address (HTTP status 410).");
+}
+
 TEST_F(SecureDownloadTest, TellsThatTheServerHasAProblem) {
     server.serve("/a", {.body = std::string(5'000'000, 'x'), .status = 503});
-    EXPECT_EQ(outcome(server.url("/a")),
-              "The update server has nothing at this address (HTTP status 503).");
+    EXPECT_EQ(outcome(server.url("/a")), "The update server answers with HTTP status 503.");
 }
 
 TEST_F(SecureDownloadTest, TellsThatTheServerCannotBeFound) {

@@ -32,7 +32,7 @@ const QString failedTitle = "The check for updates failed";
 const QString permissionTitle = "Check for updates automatically?";
 const QString readyTitle = "Version 2.0 is ready";
 const QString cannotInstallTitle = "The update cannot be installed";
-constexpr qint64 dayInSeconds = 24 * 60 * 60;
+constexpr qint64 dayInSeconds = 86'400;
 
 /// An updater of version 1.0 with a server of its own, which offers 2.0.
 class UpdaterTest : public testing::Test {
@@ -55,9 +55,12 @@ protected:
                                               .isOnline = [] { return true; }},
                                   .now = [this] { return now; },
                                   .open =
-                                      [this](const QUrl& url) {
+                                      [this](const QUrl& url, const std::function<void()>& failed) {
                                           opened.push_back(url);
-                                          return canOpen;
+                                          if (!canOpen)
+                                              QMetaObject::invokeMethod(
+                                                  &receiver, [failed] { failed(); },
+                                                  Qt::QueuedConnection);
                                       }},
             Updater::Starting::onDemand);
     }
@@ -138,6 +141,7 @@ protected:
     QDateTime now = QDateTime::fromString("2026-03-01T12:00:00Z", Qt::ISODate);
     bool canOpen = true;
     std::vector<QUrl> opened;
+    QObject receiver;
     std::unique_ptr<Updater> updater;
 };
 
@@ -246,6 +250,37 @@ TEST_F(UpdaterTest, PassesOverAnActionThatItDoesNotOffer) {
     updater->perform("open");
     EXPECT_EQ(updater->title(), availableTitle);
     EXPECT_EQ(opened.size(), 0U);
+}
+
+// What may take the keyboard.
+
+TEST_F(UpdaterTest, IsAskedForByTheMenusCommand) {
+    check(availableTitle);
+    EXPECT_TRUE(updater->isAskedFor());
+}
+
+TEST_F(UpdaterTest, WasNotAskedForItsQuestion) {
+    startProgram();
+    startProgram();
+    EXPECT_EQ(updater->title(), permissionTitle);
+    EXPECT_FALSE(updater->isAskedFor());
+}
+
+TEST_F(UpdaterTest, WasNotAskedForAVersionThatItFoundByItself) {
+    agreeToChecks();
+    startProgram();
+    expectTitle(availableTitle);
+    EXPECT_FALSE(updater->isAskedFor());
+}
+
+TEST_F(UpdaterTest, IsAskedForAPackageOfAVersionThatItFoundByItself) {
+    agreeToChecks();
+    startProgram();
+    expectTitle(availableTitle);
+    updater->perform("install");
+    EXPECT_TRUE(updater->isAskedFor());
+    expectTitle(readyTitle);
+    EXPECT_TRUE(updater->isAskedFor());
 }
 
 // What fails.
@@ -470,9 +505,26 @@ TEST_F(UpdaterTest, AsksOnTheSecondStartWhetherToCheck) {
     EXPECT_EQ(server.requests(), std::vector<std::string>{"/settled"});
 }
 
-TEST_F(UpdaterTest, AsksOnlyOnce) {
+TEST_F(UpdaterTest, AsksAgainWhenNobodyAnswered) {
     startProgram();
     startProgram();
+    startProgram();
+    EXPECT_EQ(updater->title(), permissionTitle);
+}
+
+TEST_F(UpdaterTest, AsksAgainWhenTheQuestionWasPutAway) {
+    startProgram();
+    startProgram();
+    updater->dismiss();
+    EXPECT_FALSE(updater->isShowing());
+    startProgram();
+    EXPECT_EQ(updater->title(), permissionTitle);
+}
+
+TEST_F(UpdaterTest, AsksNoMoreOnceThereIsAnAnswer) {
+    startProgram();
+    startProgram();
+    updater->perform("decline");
     startProgram();
     EXPECT_FALSE(updater->isShowing());
 }
@@ -529,6 +581,22 @@ TEST_F(UpdaterTest, ChecksByItselfNoMoreThanOnceADay) {
     startProgram();
     settle();
     EXPECT_EQ(server.requests(), (std::vector<std::string>{"/feed.xml", "/settled", "/settled"}));
+}
+
+TEST_F(UpdaterTest, ChecksByItselfAgainAfterACheckThatFailed) {
+    server.serve("/feed.xml", {.body = "", .status = 500});
+    checkByItself();
+    offer("2.0");
+    startProgram();
+    expectTitle(availableTitle);
+}
+
+TEST_F(UpdaterTest, ChecksByItselfAgainAfterAFeedThatIsBroken) {
+    server.serve("/feed.xml", {.body = "<rss><channel>"});
+    checkByItself();
+    offer("2.0");
+    startProgram();
+    expectTitle(availableTitle);
 }
 
 TEST_F(UpdaterTest, ChecksByItselfAgainAfterADay) {
@@ -596,14 +664,47 @@ TEST_F(UpdaterTest, SaysThatThereIsAnAnswerToWhoeverAsksDuringABatch) {
     }));
 }
 
-TEST_F(UpdaterTest, LeavesNothingOfAPackageThatIsCancelledDuringABatch) {
-    check(availableTitle);
-    updater->setBatchIsRunning(true);
-    updater->perform("install");
-    EXPECT_TRUE(loop.runUntil([this] { return !updater->message().isEmpty(); }));
-    EXPECT_EQ(entryCount(downloads), 1U);
-    updater->perform("cancel");
-    EXPECT_EQ(entryCount(downloads), 0U);
+/// A batch that has begun before a package was fetched.
+class PackageDuringABatch : public UpdaterTest {
+protected:
+    void fetch(const QString& title) {
+        check(availableTitle);
+        updater->setBatchIsRunning(true);
+        updater->perform("install");
+        expectTitle(title);
+    }
+};
+
+TEST_F(PackageDuringABatch, IsSaidToBeReady) {
+    fetch(readyTitle);
+    EXPECT_EQ(updater->message(), "Its signature is right. You can open it when the files have "
+                                  "been converted.");
+    EXPECT_FALSE(updater->isBusy());
+    EXPECT_EQ(actionTexts(), QStringList{"Not Now"});
+}
+
+TEST_F(PackageDuringABatch, CanBeOpenedWhenTheBatchIsOver) {
+    fetch(readyTitle);
+    updater->setBatchIsRunning(false);
+    EXPECT_EQ(updater->title(), readyTitle);
+    EXPECT_EQ(actionTexts(), QStringList({"Not Now", "Open Installer"}));
+}
+
+TEST_F(PackageDuringABatch, IsKeptForLater) {
+    fetch(readyTitle);
+    updater->perform("keep");
+    updater->setBatchIsRunning(false);
+    EXPECT_FALSE(updater->isShowing());
+    EXPECT_EQ(contents(downloads / "bleedwise.deb"), package);
+}
+
+TEST_F(PackageDuringABatch, SaysWhyItCannotBeInstalledWhenTheBatchIsOver) {
+    server.serve("/bleedwise.deb", {.body = std::string(package.size(), 'q')});
+    fetch(cannotInstallTitle);
+    EXPECT_EQ(updater->message(), "The reason is shown when the files have been converted.");
+    updater->perform("close");
+    updater->setBatchIsRunning(false);
+    EXPECT_EQ(updater->message(), "The signature of the update is not right, so it was deleted.");
 }
 
 } // namespace

@@ -16,6 +16,7 @@ Item {
         property string notes
         property var actions: []
         property bool busy
+        property bool askedFor
         property real progress
         property string progressText
         property var performed: []
@@ -74,13 +75,28 @@ Item {
             posing.notes = "";
             posing.actions = test.offer;
             posing.busy = false;
+            posing.askedFor = true;
             posing.progress = 0;
             posing.progressText = "";
             posing.performed = [];
             posing.links = [];
             posing.dismissals = 0;
+            test.open();
+        }
+
+        function open() {
             test.panel = createTemporaryObject(panelComponent, root);
             tryVerify(() => test.panel.opened);
+        }
+
+        // Shows a panel that nobody asked for while a field is being filled in.
+        function interrupt() {
+            test.panel.destroy();
+            wait(0);
+            elsewhere.text = "";
+            elsewhere.forceActiveFocus();
+            posing.askedFor = false;
+            test.open();
         }
 
         function part(name) {
@@ -123,6 +139,35 @@ Item {
             posing.actions = [{ name: "cancel", text: "Cancel", prominent: false }];
             posing.panelChanged();
             tryVerify(() => test.part("cancel").activeFocus);
+        }
+
+        function test_leavesTheKeyboardWhereItIsWhenNobodyAsked() {
+            test.interrupt();
+            keyClick(Qt.Key_1);
+            keyClick(Qt.Key_Return);
+            compare(elsewhere.text, "1");
+            compare(posing.performed, []);
+        }
+
+        function test_isReachedByTabWhenNobodyAsked() {
+            test.interrupt();
+            keyClick(Qt.Key_Tab);
+            tryVerify(() => test.panel.activeFocus);
+        }
+
+        function test_takesTheKeyboardWhenItIsAskedForMeanwhile() {
+            test.interrupt();
+            posing.askedFor = true;
+            posing.panelChanged();
+            tryVerify(() => test.part("install").activeFocus);
+        }
+
+        function test_leavesTheKeyboardToWhoeverWentElsewhere() {
+            mouseClick(elsewhere);
+            posing.actions = [{ name: "cancel", text: "Cancel", prominent: false }];
+            posing.panelChanged();
+            verify(waitForRendering(test.panel.contentItem));
+            verify(elsewhere.activeFocus);
         }
 
         function test_escapeDecidesNothing() {
