@@ -7,7 +7,7 @@ import subprocess
 from installation import SOURCE, InstalledTest
 
 GUIDE = (SOURCE / "docs/many-files.md").read_text()
-NAMES = ["flyer 85x55mm+3.pdf", "it's 148,5x55mm.pdf", "-a $(b) 55x85mm+2.5.pdf"]
+NAMES = ["flyer 85x55mm+3.pdf", "it's 148,5x55mm.pdf", "-a $(b) 55x85mm+2.5.pdf", "LEAFLET 85x55mm.PDF"]
 
 # Runs the command on this machine, in a home folder of the host's own.
 SSH = """#!/bin/sh
@@ -72,7 +72,8 @@ class ManyFilesTest(InstalledTest):
         self.assertEqual(boxes, {
             "flyer 85x55mm+3.pdf": ["8.50", "8.50", "249.45", "164.41"],
             "it's 148,5x55mm.pdf": ["8.50", "8.50", "429.45", "164.41"],
-            "-a $(b) 55x85mm+2.5.pdf": ["7.09", "7.09", "162.99", "248.03"]})
+            "-a $(b) 55x85mm+2.5.pdf": ["7.09", "7.09", "162.99", "248.03"],
+            "LEAFLET 85x55mm.PDF": ["8.50", "8.50", "249.45", "164.41"]})
 
     def testCountsTheFilesThatFail(self):
         self.add("without a size.pdf")

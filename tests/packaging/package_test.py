@@ -1,10 +1,13 @@
 """The Debian package: what is in it, and that the tools that judge packages are content."""
 
 import gzip
+import io
 import json
+import os
 import pathlib
 import re
 import subprocess
+import tarfile
 import xml.etree.ElementTree
 
 from installation import SOURCE, InstalledTest, output_of
@@ -40,6 +43,10 @@ def options_in(text):
 class PackageTest(InstalledTest):
     def field(self, name):
         return output_of("dpkg-deb", "--field", self.package, name).strip()
+
+    def built_again(self):
+        """The path of another package of the same build."""
+        return output_of(SOURCE / "packaging/build-package", self.build, self.folder / "again").strip()
 
     def completions(self, *words):
         """What bash offers for the last word."""
@@ -109,9 +116,19 @@ class PackageTest(InstalledTest):
                 self.assertNotIn(str(SOURCE).encode(), file.read_bytes(), file)
 
     def testIsTheSameWhenBuiltAgain(self):
-        again = pathlib.Path(output_of(SOURCE / "packaging/build-package", self.build,
-                                       self.folder / "again").strip())
-        self.assertEqual(again.read_bytes(), self.package.read_bytes())
+        self.assertEqual(pathlib.Path(self.built_again()).read_bytes(), self.package.read_bytes())
+
+    def testDatesEveryEntryByTheChangelog(self):
+        os.utime(self.build / "packaging/Info.json", (0, 0))  # older than any release
+        package = self.built_again()
+        released = output_of("dpkg-parsechangelog", "--file", SOURCE / "packaging/debian/changelog",
+                             "--show-field", "Timestamp").strip()
+        for part in ["--ctrl-tarfile", "--fsys-tarfile"]:
+            packed = subprocess.run(["dpkg-deb", part, package], capture_output=True, check=True).stdout
+            with tarfile.open(fileobj=io.BytesIO(packed)) as archive:
+                for entry in archive:
+                    with self.subTest(entry.name):
+                        self.assertEqual(entry.mtime, int(released))
 
     def testConverts(self):
         roads = {"Raster": ["--no-ghostscript"], "Native": []}

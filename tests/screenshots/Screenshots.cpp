@@ -1,7 +1,8 @@
 // Photographs the program's window in each of its states, light and dark:
 //   Screenshots FOLDER
 // The scale is QT_SCALE_FACTOR. The view model is the program's own, too, but for its Ghostscript,
-// which stops at a file for as long as the photograph takes, or fails, as a state needs it.
+// which stops at a file for as long as the photograph takes, or fails, as a state needs it. Where
+// other files fail than those that a state is to show, there is no picture but an error.
 
 #include "BleedwiseApp/updater/Updater.h"
 #include "ContentView/ContentView.h"
@@ -64,27 +65,33 @@ QImage settledPicture(QQuickWindow& window) {
     }
 }
 
-/// Ghostscript as the pictures need it.
+/// Ghostscript as the pictures need it. Its results are the real one's, as all results are looked
+/// at.
 class PosingGhostscript {
 public:
     PosingGhostscript() : barrier_((folder_ / "barrier").native()) {
         if (mkfifo(barrier_.c_str(), S_IRUSR | S_IWUSR) != 0)
             throw std::runtime_error("no named pipe");
-        program_.emplace(
-            "echo 'GPL Ghostscript 10.00.0 (2022-09-21)'\n"
-            "echo 'Copyright (C) 2022 Artifex Software, Inc.  All rights reserved.'\n"
-            "echo 'Processing pages 1 through 1.'\n"
-            "echo 'Page 1'\n"
-            "case \"$*\" in *\"$POSE_WAITS_AT\"*) read -r line < '" +
-            barrier_ +
-            "';; esac\n"
-            "case \"$*\" in *\"$POSE_FAILS_AT\"*) echo 'Error: /undefined in --runpdf--'; "
-            "exit 1;; esac\n");
+        program_.emplace("case \"$*\" in *\"$POSE_WAITS_AT\"*) read -r line < '" + barrier_ +
+                         "';; esac\n"
+                         "case \"$*\" in *\"$POSE_FAILS_AT\"*)\n"
+                         "echo 'GPL Ghostscript 10.00.0 (2022-09-21)'\n"
+                         "echo 'Copyright (C) 2022 Artifex Software, Inc.  All rights reserved.'\n"
+                         "echo 'Processing pages 1 through 1.'\n"
+                         "echo 'Page 1'\n"
+                         "echo 'Error: /undefined in --runpdf--'\n"
+                         "exit 1;; esac\n"
+                         "exec xargs -0 gs <\"${0%/*}/arguments\"\n");
     }
 
     std::filesystem::path url() const { return program_->url(); }
-    /// Lets the file that it waits at go.
-    void goOn() const { std::ofstream(barrier_) << "go on\n"; }
+    /// Lets the file that it waits at go, for as long as the stream is open. Open for both, it
+    /// waits for nobody, should the file have failed.
+    std::fstream goOn() const {
+        std::fstream barrier(barrier_, std::ios::in | std::ios::out);
+        barrier << "go on" << std::endl;
+        return barrier;
+    }
 
 private:
     TemporaryFolder folder_;
@@ -230,13 +237,16 @@ public:
 
     void select(int row) { view().selectJob(view().jobs()->at(row).id); }
 
-    /// A whole run, in which the files whose names hold these words stop and fail.
+    /// A whole run, in which Ghostscript fails at the files whose names hold `failing`.
     void convert(const std::string& failing = "none of them") {
         ScopedVariable fails("POSE_FAILS_AT", failing);
         ScopedVariable waits("POSE_WAITS_AT", "none of them");
         view().setUseGhostscript(true);
         view().convert();
         waitUntil([&] { return !view().isConverting(); });
+        requireCompleted([&](const ConversionJob& job) {
+            return !job.fileName().contains(QString::fromStdString(failing)) && !isMistyped(job);
+        });
     }
 
     /// Has the picture taken in the midst of a run, at the file of this name.
@@ -247,17 +257,36 @@ public:
         view().convert();
         waitUntil([&] {
             const auto& jobs = view().jobs()->jobs();
-            return std::any_of(jobs.begin(), jobs.end(), [&](const auto& job) {
-                return job.state == ConversionJob::State::Converting &&
-                       job.fileName().contains(QString::fromStdString(name));
-            });
+            return !view().isConverting() ||
+                   std::any_of(jobs.begin(), jobs.end(), [&](const auto& job) {
+                       return job.state == ConversionJob::State::Converting &&
+                              job.fileName().contains(QString::fromStdString(name));
+                   });
         });
         takePicture();
-        ghostscript_.goOn();
+        const auto barrier = ghostscript_.goOn();
         waitUntil([&] { return !view().isConverting(); });
+        requireCompleted([](const ConversionJob&) { return true; });
     }
 
 private:
+    static bool isMistyped(const ConversionJob& job) {
+        bool isNumber = false;
+        job.widthMM.toDouble(&isNumber);
+        return !isNumber;
+    }
+
+    /// Throws unless these files, and no others, have been converted.
+    void requireCompleted(const std::function<bool(const ConversionJob&)>& isToComplete) {
+        for (const auto& job : view().jobs()->jobs()) {
+            if ((job.state == ConversionJob::State::Completed) == isToComplete(job))
+                continue;
+            throw std::runtime_error(job.fileName().toStdString() +
+                                     (isToComplete(job) ? ": " : " is to fail, but does not ") +
+                                     job.errorMessage.value_or(QString()).toStdString());
+        }
+    }
+
     std::optional<Ghostscript::Installation> installation() const {
         if (!hasGhostscript_)
             return std::nullopt;

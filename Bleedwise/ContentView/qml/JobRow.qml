@@ -30,9 +30,11 @@ Item {
     signal revealRequested
     signal removeRequested
 
-    // An error may be very long; a row shows its beginning, the help more of it.
+    // An error may be very long. Its first line says what failed, and the last of what Ghostscript said why: a
+    // row shows these, the help and what is spoken more of it.
     readonly property int longestError: 1000
-    readonly property string shownError: root.errorMessage.slice(0, root.longestError)
+    readonly property int errorRows: 4
+    readonly property var errorLines: root.firstAndLast(root.errorMessage.trim(), root.errorRows - 1)
     readonly property bool failed: root.errorMessage !== ""
     readonly property string stateName: ["Pending", "Converting", "Completed", "Failed"][root.jobState] ?? ""
 
@@ -55,8 +57,51 @@ Item {
             edited.push("height");
         if (root.bleedEdited)
             edited.push("bleed");
-        const words = root.summary.slice(0, root.longestError);
+        const words = root.shortened(root.summary, root.longestError);
         return root.failed || edited.length === 0 ? words : `${words}. Manually edited: ${edited.join(", ")}`;
+    }
+
+    // Without its middle when it is longer.
+    function shortened(text: string, longest: int): string {
+        const half = longest / 2;
+        return text.length <= longest ? text : `${text.slice(0, half)} … ${text.slice(-half)}`;
+    }
+
+    // The first line of a text, and its last ones, as many as these; marked where some are left out.
+    function firstAndLast(text: string, lastCount: int): var {
+        const firstEnd = text.indexOf("\n");
+        if (firstEnd < 0)
+            return [text.slice(0, root.longestError)];
+        const last = [];
+        let end = text.length;
+        while (last.length < lastCount && end > firstEnd) {
+            const start = text.lastIndexOf("\n", end - 1);
+            last.unshift(text.slice(start + 1, end).slice(0, root.longestError));
+            end = start;
+        }
+        return [text.slice(0, firstEnd).slice(0, root.longestError) + (end > firstEnd ? " …" : ""), ...last];
+    }
+
+    // The error as a row of this width has room for it: the last line comes before those above it.
+    function shownError(width: real): string {
+        const [first, ...last] = root.errorLines;
+        // Words that are wrapped leave some of the width unused.
+        const rows = line => {
+            const advance = captionMetrics.advanceWidth(line);
+            return advance <= width ? 1 : Math.ceil(1.1 * advance / width);
+        };
+        let count = rows(first);
+        let kept = last.length;
+        while (kept > 0 && (kept === last.length || count + rows(last[kept - 1]) <= root.errorRows))
+            count += rows(last[--kept]);
+        const mark = kept > 0 && !first.endsWith(" …") ? " …" : "";
+        return [first + mark, ...last.slice(kept)].join("\n");
+    }
+
+    FontMetrics {
+        id: captionMetrics
+
+        font: Theme.captionFont
     }
 
     // A mouse selects and never drags the list; a finger may do both.
@@ -186,10 +231,10 @@ Item {
                 topPadding: 1
                 bottomPadding: 1
                 visible: root.failed
-                text: root.shownError
+                text: root.failed && width > 0 ? root.shownError(width) : ""
                 textFormat: Text.PlainText
                 wrapMode: Text.WrapAtWordBoundaryOrAnywhere
-                maximumLineCount: 4
+                maximumLineCount: root.errorRows
                 elide: Text.ElideRight
                 font: Theme.captionFont
                 color: Theme.redColor
@@ -200,7 +245,7 @@ Item {
                 }
 
                 HelpTip {
-                    text: root.errorMessage.slice(0, 4000)
+                    text: root.shortened(root.errorMessage, 4 * root.longestError)
                     shown: root.failed && errorHover.hovered
                     maximumWidth: 520
                 }

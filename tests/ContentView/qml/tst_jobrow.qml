@@ -142,6 +142,40 @@ Item {
             tryVerify(() => row.implicitHeight > 60 && row.implicitHeight < 120);
         }
 
+        function test_anErrorIsShownFromItsBeginningAndItsEnd_data() {
+            const many = Array.from({ length: 16 }, (_, number) => `line ${number + 1}`).join("\n");
+            return [
+                { tag: "one line", error: "Could not open it.", shown: "Could not open it." },
+                { tag: "two lines", error: "It failed.\nNo disk.", shown: "It failed.\nNo disk." },
+                { tag: "as many as there is room for", error: "It failed.\na\nb\nc", shown: "It failed.\na\nb\nc" },
+                { tag: "one more", error: "It failed.\na\nb\nc\nd", shown: "It failed. …\nb\nc\nd" },
+                { tag: "many", error: "It failed.\n" + many, shown: "It failed. …\nline 14\nline 15\nline 16" },
+                { tag: "an end without text", error: "It failed.\nNo disk.\n\n", shown: "It failed.\nNo disk." },
+                { tag: "empty lines", error: "a\n\n\nd\ne", shown: "a …\n\nd\ne" }
+            ];
+        }
+
+        function test_anErrorIsShownFromItsBeginningAndItsEnd(data) {
+            row.errorMessage = data.error;
+            compare(findChild(row, "error").text, data.shown);
+        }
+
+        function test_theReasonAtTheEndIsShownWhole() {
+            const reason = "The reason why it failed takes more of the row than there is in a single line of it, "
+                + "and more than there is in two lines.";
+            row.errorMessage = "Ghostscript failed.\n" + "Something else that was said.\n".repeat(10) + reason;
+            const error = findChild(row, "error");
+            verify(error.text.startsWith("Ghostscript failed. …\n") && error.text.endsWith(reason), error.text);
+            tryVerify(() => !error.truncated && error.lineCount > 2);
+        }
+
+        function test_speaksTheEndOfALongErrorToo() {
+            row.jobState = JobRow.State.Failed;
+            row.errorMessage = row.summary = "Ghostscript failed.\n" + "Page\n".repeat(1000) + "No disk.";
+            const spoken = row.Accessible.description;
+            verify(spoken.startsWith("Failed. Ghostscript failed.") && spoken.endsWith("No disk."), spoken);
+        }
+
         function test_revealsOnlyWhatHasAnOutput() {
             verify(!findChild(row, "reveal").visible);
             row.hasOutput = true;
