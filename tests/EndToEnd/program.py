@@ -119,10 +119,20 @@ class Program:
                    for element in row.children())
 
     def select(self, name):
-        row = next(element for element in self.row_elements() if element.name == name)
-        left, top, _, height = row.extents
+        left, top, _, height = self.settled_extents(name)
         self.desktop.click((left + 60, top + height // 2))
         expect_soon(self.selected_name, name)
+
+    def settled_extents(self, name):
+        """Where a row is when it no longer moves: one that has just been added may still lie on another."""
+        seen = [None]
+
+        def find():
+            row = next(element for element in self.row_elements() if element.name == name)
+            seen.append(row.extents)
+            return seen[-1] if seen[-1] == seen[-2] else None
+
+        return eventually(find, f"the place of {name}")
 
     # Sizes, options and status.
 
