@@ -191,7 +191,7 @@ public:
         const PageRenderer* opened = output.open();
         throwIfStopped(outerStop_);
         if (!opened)
-            return std::nullopt;
+            return faultOfUnreadable(outputURL);
         const int count = opened->pageCount();
         if (auto wrong = faultOfCount(count))
             return wrong;
@@ -208,6 +208,14 @@ private:
             if (description)
                 pages_.push_back({number, *description});
         }
+    }
+
+    /// A result that the renderer cannot open although it can the input is not what was wanted.
+    /// That there is none at all is told where it is needed.
+    std::optional<std::string> faultOfUnreadable(const std::filesystem::path& outputURL) const {
+        if (!isReadable_ || !openDocumentFile(outputURL))
+            return std::nullopt;
+        return "The result cannot be read" + std::string(wayOut);
     }
 
     /// Ghostscript may deliver a page that the renderer cannot.

@@ -45,7 +45,7 @@ public:
     /// What is wrong with the result, whose page boxes need not be set, as a line for a person,
     /// which also says what to do; nothing when it is right as far as can be told.
     ///
-    /// The result has as many pages as the input can deliver, each looks as it should, and paints
+    /// The result can be read if the input can, has as many pages as that can deliver, each looks as it should, and paints
     /// in process inks, grey and spot colours described by these.
     std::optional<std::string> fault(const std::filesystem::path& outputURL);
 

@@ -337,6 +337,18 @@ TEST_P(EachNativeResult, IsRefusedWhenItHasAPageTooMany) {
               "The result has 2 pages instead of 1. Convert this file in Raster mode.");
 }
 
+TEST_P(EachNativeResult, IsRefusedWhenItCannotBeReadAlthoughTheInputCan) {
+    EXPECT_EQ(faultOf(bleed(), inputOf(bleed(), {artwork(bleed())}), "%PDF-1.4\nnonsense"),
+              "The result cannot be read. Convert this file in Raster mode.");
+}
+
+TEST_P(EachNativeResult, IsNotJudgedWhenThereIsNone) {
+    const TemporaryFolder folder;
+    NativeResultCheck check(folder.file("in.pdf", inputOf(bleed(), {artwork(bleed())})),
+                            outputProfileURL(), settingsFor(bleed()));
+    EXPECT_EQ(check.fault(folder / "none.pdf"), std::nullopt);
+}
+
 TEST_P(EachNativeResult, IsRefusedByItsFirstWrongPage) {
     Result result{bleed()};
     std::vector<std::string> pages;
