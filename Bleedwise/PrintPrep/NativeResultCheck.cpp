@@ -47,8 +47,8 @@ constexpr int mostDeaths = 3;
 
 constexpr std::string_view wayOut = ". Convert this file in Raster mode.";
 
-bool hasHeader(int file) {
-    std::array<char, headerRegion> bytes{};
+std::string beginningOf(int file) {
+    std::string bytes(headerRegion, '\0');
     std::size_t count = 0;
     while (count < bytes.size()) {
         const ssize_t got =
@@ -57,7 +57,23 @@ bool hasHeader(int file) {
             break;
         count += static_cast<std::size_t>(got);
     }
-    return std::string_view(bytes.data(), count).find("%PDF-") != std::string_view::npos;
+    bytes.resize(count);
+    return bytes;
+}
+
+bool hasHeader(std::string_view beginning) {
+    return beginning.find("%PDF-") != std::string_view::npos;
+}
+
+/// Whether Ghostscript takes a file for PostScript although it has a PDF's header, which can stand
+/// in a comment.
+bool looksLikeAProgram(std::string_view beginning) {
+    const auto first = std::find_if(beginning.begin(), beginning.end(), [](char character) {
+        return static_cast<unsigned char>(character) > ' ';
+    });
+    beginning.remove_prefix(static_cast<std::size_t>(first - beginning.begin()));
+    return beginning.starts_with("%!") || beginning.starts_with("%%") ||
+           beginning.substr(0, beginning.find("%PDF-")).find("%!PS") != std::string_view::npos;
 }
 
 std::optional<OutputProfile> readProfile(const std::filesystem::path& url) {
@@ -151,13 +167,14 @@ public:
         const FileDescriptor file = openDocumentFile(inputURL);
         if (!file)
             return;
-        if (!hasHeader(file.get()))
+        const std::string beginning = beginningOf(file.get());
+        if (!hasHeader(beginning))
             throw PrintPrepError::couldNotOpenPDF();
         if (PageGeometry::isCountable(settings))
             profile_ = readProfile(profileURL);
         Document document(inputURL);
         if (!document.open()) {
-            if (document.needsPassword())
+            if (document.needsPassword() || looksLikeAProgram(beginning))
                 throw PrintPrepError::couldNotOpenPDF();
             return;
         }

@@ -387,6 +387,29 @@ TEST_P(EachNativeResult, IsNotMadeOfAFileWithoutAPDFHeader) {
     EXPECT_FALSE(fake.wasStarted());
 }
 
+TEST_P(EachNativeResult, IsNotMadeOfAProgramThatNamesAPDFsHeader) {
+    for (const std::string beginning :
+         {"%!PS\n% %PDF-1.4\n", "\r\n %!\n%PDF-1.4\n", "\xef\xbb\xbf%!PS\n%PDF-1.4\n",
+          "%%Page: 1 1\n%%PDF-1.4\n", "\x1b%-12345X@PJL\n%!PS-Adobe-3.0\n(%PDF-) pop\n"}) {
+        const TemporaryFolder folder;
+        const FakeGhostscript fake;
+        EXPECT_THROW(Ghostscript::convertToCMYKSync(
+                         fake.url(), folder.file("in.pdf", beginning + "showpage\n"),
+                         folder / "out.pdf", outputProfileURL(), settingsFor(bleed())),
+                     PrintPrepError)
+            << beginning;
+        EXPECT_FALSE(fake.wasStarted()) << beginning;
+    }
+}
+
+TEST_P(EachNativeResult, IsMadeOfAPDFThatBeginsAsAProgramDoes) {
+    Result result{bleed()};
+    result.addRight();
+    EXPECT_EQ(
+        faultOf(bleed(), "%!PS-Adobe-3.0\n" + inputOf(bleed(), {artwork(bleed())}), result.bytes()),
+        "");
+}
+
 TEST_P(EachNativeResult, IsMadeOfAPDFWhoseHeaderComesLater) {
     Result result{bleed()};
     result.addRight();
