@@ -325,7 +325,8 @@ private:
             PageComparison::frame(PageGeometry::place(page.description.mediaBox, upright),
                                   page.description.annotations, upright);
         frame.page = turned(frame.page, turn);
-        frame.ignored = turned(frame.ignored, turn);
+        for (PageComparison::Area& area : frame.ignored)
+            area = turned(area, turn);
         return frame;
     }
 
@@ -359,11 +360,11 @@ private:
         if (!found)
             return std::nullopt;
         const PageComparison::Frame frame = frameOf(page, Turn::none);
-        if (PageComparison::measure(*upright, *found, frame).largest() <= 1)
+        if (PageComparison::isRight(*upright, *found, frame))
             return std::nullopt;
         for (const Turn turn : otherTurns(page)) {
             const std::optional<PageView> view = expected(input, index, turn);
-            if (!view || PageComparison::measure(*view, *found, frameOf(page, turn)).largest() <= 1)
+            if (!view || PageComparison::isRight(*view, *found, frameOf(page, turn)))
                 return std::nullopt;
         }
         return PageComparison::difference(*upright, *found, frame);

@@ -349,6 +349,40 @@ TEST_P(EachNativeResult, IsNotJudgedWhenThereIsNone) {
     EXPECT_EQ(check.fault(folder / "none.pdf"), std::nullopt);
 }
 
+/// An input whose page has an annotation with an appearance in each of these rectangles.
+std::string annotatedInput(Bleed bleed, const std::vector<std::string>& rectangles) {
+    TestPDF pdf;
+    const std::string form = pdf.stream("/Type /XObject /Subtype /Form /BBox [0 0 9 9]", "");
+    std::string annotations;
+    for (const std::string& rectangle : rectangles)
+        annotations += "<< /Type /Annot /Subtype /Text /F 4 /Rect [" + rectangle + "] /AP << /N " +
+                       form + " >> >> ";
+    pdf.page({artwork(bleed), "", mediaBox(pageWidth(bleed), pageHeight(bleed)),
+              "/Annots [" + annotations + "]"});
+    return pdf.bytes();
+}
+
+TEST_P(EachNativeResult, IsRefusedForArtworkThatIsMissingBetweenTwoNotes) {
+    Result result{bleed()};
+    result.add(artwork(bleed(), "0.1 0 0.2 0 k"));
+    const std::string fault =
+        faultOf(bleed(), annotatedInput(bleed(), {"0 0 20 20", "260 380 280 400"}), result.bytes());
+    EXPECT_TRUE(fault.starts_with("Page 1 of the result lacks artwork")) << fault;
+}
+
+TEST_P(EachNativeResult, IsRefusedWhenItIsBlankUnderAnAnnotationAllOverIt) {
+    Result result{bleed()};
+    result.add("");
+    EXPECT_EQ(faultOf(bleed(), annotatedInput(bleed(), {"-9 -9 999 999"}), result.bytes()),
+              "Page 1 of the result is blank. Convert this file in Raster mode.");
+}
+
+TEST_P(EachNativeResult, IsFineWithAnAnnotationDrawnIntoThePage) {
+    Result result{bleed()};
+    result.add(artwork(bleed()) + " 0 0 0 1 k 150 50 80 60 re f");
+    EXPECT_EQ(faultOf(bleed(), annotatedInput(bleed(), {"150 50 230 110"}), result.bytes()), "");
+}
+
 TEST_P(EachNativeResult, IsRefusedByItsFirstWrongPage) {
     Result result{bleed()};
     std::vector<std::string> pages;

@@ -115,7 +115,8 @@ double ink(const PageView& view, const Frame& frame) {
         for (std::size_t i = 0; i < plane.size(); ++i)
             darkness[i] = std::max(darkness[i], static_cast<std::uint8_t>(paper - plane[i]));
     }
-    clear(darkness, view.width(), view.height(), frame.ignored);
+    for (const Area& area : frame.ignored)
+        clear(darkness, view.width(), view.height(), area);
     return average(darkness, view.width(), frame.page);
 }
 
@@ -222,6 +223,14 @@ private:
     double unchanged_;
 };
 
+/// Annotations must not hide that a page has lost all of its artwork: they may lie all over it.
+bool isBlank(const PageView& expected, const PageView& found, Frame frame) {
+    constexpr double nextToNothing = 0.01;
+    frame.ignored.clear();
+    return ink(found, frame) < nextToNothing * ink(expected, frame) &&
+           measure(expected, found, frame).largest() > 1;
+}
+
 /// Whether all that is wrong lies at the page's edges, as when Ghostscript has cut something off.
 bool isRightInside(const PageView& expected, const PageView& found, Frame frame) {
     constexpr double edgeMM = 8;
@@ -255,7 +264,7 @@ double Measures::largest() const {
     return std::max({place, side, page});
 }
 
-Frame frame(const PageGeometry::Placement& placement, const Rectangle& ignored,
+Frame frame(const PageGeometry::Placement& placement, const std::vector<Rectangle>& ignored,
             const PrintSettings& settings) {
     const PixelSize size = PageViews::size(settings);
     const double across = static_cast<double>(size.width) / placement.window.width;
@@ -275,8 +284,8 @@ Frame frame(const PageGeometry::Placement& placement, const Rectangle& ignored,
     constexpr double around = 2;
     Frame result;
     result.page = area(placement.visible, edge);
-    if (ignored.width > 0 && ignored.height > 0)
-        result.ignored = area(ignored, -around);
+    for (const Rectangle& box : ignored)
+        result.ignored.push_back(area(box, -around));
     result.pixelMM = PageViews::pixelMM(settings);
     return result;
 }
@@ -284,7 +293,8 @@ Frame frame(const PageGeometry::Placement& placement, const Rectangle& ignored,
 Measures measure(const PageView& expected, const PageView& found, const Frame& frame) {
     const std::ptrdiff_t width = expected.width();
     Plane distance = distances(expected, found);
-    clear(distance, width, expected.height(), frame.ignored);
+    for (const Area& area : frame.ignored)
+        clear(distance, width, expected.height(), area);
 
     Measures result;
     findWorstPlace(distance, width, frame.page, result);
@@ -296,14 +306,17 @@ Measures measure(const PageView& expected, const PageView& found, const Frame& f
     return result;
 }
 
+bool isRight(const PageView& expected, const PageView& found, const Frame& frame) {
+    return measure(expected, found, frame).largest() <= 1 && !isBlank(expected, found, frame);
+}
+
 std::optional<std::string> difference(const PageView& expected, const PageView& found,
                                       const Frame& frame) {
+    if (isBlank(expected, found, frame))
+        return "is blank";
     const Measures measures = measure(expected, found, frame);
     if (measures.largest() <= 1)
         return std::nullopt;
-    constexpr double next_to_nothing = 0.01;
-    if (ink(found, frame) < next_to_nothing * ink(expected, frame))
-        return "is blank";
     if (isRightInside(expected, found, frame))
         return ofPlace(expected, found, frame, measures);
     const Suspicion suspicion(expected, found, frame);
