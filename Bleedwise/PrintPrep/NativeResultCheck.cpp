@@ -367,7 +367,10 @@ private:
             if (!view || PageComparison::isRight(*view, *found, frameOf(page, turn)))
                 return std::nullopt;
         }
-        return PageComparison::difference(*upright, *found, frame);
+        throwIfStopped(outerStop_);
+        const auto difference = PageComparison::difference(*upright, *found, frame);
+        throwIfStopped(outerStop_);
+        return difference;
     }
 
     static std::optional<std::string> faultOfColors(Document& output, int number) {

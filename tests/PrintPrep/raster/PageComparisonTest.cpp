@@ -67,6 +67,15 @@ TEST(PageComparison, TellsAShift) {
     EXPECT_EQ(differenceOf(picture(blocks).moved(1, 4, 0)), "is shifted by about 2 mm");
 }
 
+TEST(PageComparison, TellsAShiftInBothDirections) {
+    EXPECT_EQ(differenceOf(picture(blocks).moved(1, -6, 8)), "is shifted by about 5 mm");
+}
+
+TEST(PageComparison, TellsAShiftByManySmallPixels) {
+    const Frame fine = {{0, 0, width, height}, {}, 0.08};
+    EXPECT_EQ(differenceOf(picture(blocks).moved(1, 0, 25), fine), "is shifted by about 2 mm");
+}
+
 TEST(PageComparison, TellsAScale) {
     EXPECT_EQ(differenceOf(picture(blocks).moved(0.95, 0, 0)), "has another scale");
 }
