@@ -18,6 +18,7 @@
 #include <functional>
 #include <future>
 #include <mutex>
+#include <set>
 #include <string_view>
 #include <thread>
 #include <utility>
@@ -203,6 +204,16 @@ public:
         drawing_ = std::thread([this] { drawPages(); });
     }
 
+    std::vector<std::string> gaps() const {
+        const std::lock_guard lock(mutex_);
+        if (resultPages_ == 0 || unchecked_.size() == resultPages_)
+            return {"The result could not be checked."};
+        std::vector<std::string> lines;
+        for (const int number : unchecked_)
+            lines.push_back("Page " + std::to_string(number) + " could not be checked.");
+        return lines;
+    }
+
     std::optional<std::string> fault(const std::filesystem::path& outputURL) {
         Document output(outputURL);
         const PageRenderer* opened = output.open();
@@ -212,7 +223,8 @@ public:
         const int count = opened->pageCount();
         if (auto wrong = faultOfCount(count))
             return wrong;
-        return firstFault(output, outputURL, static_cast<std::size_t>(count));
+        resultPages_ = static_cast<std::size_t>(count);
+        return firstFault(output, outputURL, resultPages_);
     }
 
 private:
@@ -357,13 +369,17 @@ private:
             upright ? output.view(number, {sheet, sheet}, sizeFor(Turn::none), *profile_,
                                   stop_.get_token())
                     : std::nullopt;
-        if (!found)
+        if (!found) {
+            noteUnchecked(number);
             return std::nullopt;
+        }
         const PageComparison::Frame frame = frameOf(page, Turn::none);
         if (PageComparison::isRight(*upright, *found, frame))
             return std::nullopt;
         for (const Turn turn : otherTurns(page)) {
             const std::optional<PageView> view = expected(input, index, turn);
+            if (!view)
+                noteUnchecked(number);
             if (!view || PageComparison::isRight(*view, *found, frameOf(page, turn)))
                 return std::nullopt;
         }
@@ -373,9 +389,16 @@ private:
         return difference;
     }
 
-    static std::optional<std::string> faultOfColors(Document& output, int number) {
+    void noteUnchecked(int number) {
+        const std::lock_guard lock(mutex_);
+        unchecked_.insert(number);
+    }
+
+    std::optional<std::string> faultOfColors(Document& output, int number) {
         const auto foreign =
             output.ask([&](PageRenderer& renderer) { return renderer.foreignColor(number); });
+        if (!foreign)
+            noteUnchecked(number);
         switch (foreign.value_or(ForeignColor::none)) {
         case ForeignColor::none:
             break;
@@ -396,6 +419,8 @@ private:
         if (index && profile_) {
             if (auto wrong = faultOfLook(input, output, *index, number))
                 return wrong;
+        } else {
+            noteUnchecked(number);
         }
         if (!isReadable_ && isBlank(output, number))
             return "is blank";
@@ -482,14 +507,17 @@ private:
     bool isReadable_ = false;
     int pageCount_ = 0;
     std::vector<SourcePage> pages_;
+    /// 0 as long as the result has not been read.
+    std::size_t resultPages_ = 0;
 
     std::thread drawing_;
-    std::mutex mutex_;
+    mutable std::mutex mutex_;
     std::condition_variable progress_;
     // The rest is the mutex's.
     std::vector<std::optional<PageView>> views_;
     std::size_t drawn_ = 0;
     bool isDrawing_ = false;
+    std::set<int> unchecked_;
 };
 
 NativeResultCheck::NativeResultCheck(const std::filesystem::path& inputURL,
@@ -505,6 +533,10 @@ bool NativeResultCheck::hasMovedOrigin() const {
 
 void NativeResultCheck::start() {
     check_->start();
+}
+
+std::vector<std::string> NativeResultCheck::gaps() const {
+    return check_->gaps();
 }
 
 std::optional<std::string> NativeResultCheck::fault(const std::filesystem::path& outputURL) {

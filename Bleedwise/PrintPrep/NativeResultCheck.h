@@ -7,6 +7,7 @@
 #include <optional>
 #include <stop_token>
 #include <string>
+#include <vector>
 
 namespace Bleedwise {
 
@@ -48,6 +49,10 @@ public:
     /// The result can be read if the input can, has as many pages as that can deliver, each looks
     /// as it should, and paints in process inks, grey and spot colours described by these.
     std::optional<std::string> fault(const std::filesystem::path& outputURL);
+
+    /// What `fault` found nothing wrong with only because the renderer could not read or draw it,
+    /// as lines for a person.
+    std::vector<std::string> gaps() const;
 
 private:
     class Check;

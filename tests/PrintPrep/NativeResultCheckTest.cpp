@@ -531,6 +531,29 @@ std::string outcomeOf(const path& ghostscriptURL, const path& inputURL,
     }
 }
 
+TEST_P(EachNativeResult, SaysWhenNothingCouldBeChecked) {
+    const TemporaryFolder folder;
+    Result result{bleed()};
+    result.addRight();
+    const FakeGhostscript fake("echo said", result.bytes());
+    EXPECT_EQ(
+        outcomeOf(fake.url(), folder.file("in.pdf", "%PDF-1.4\nnonsense"), settingsFor(bleed())),
+        "said\nThe result could not be checked.\n");
+}
+
+TEST_P(EachNativeResult, SaysWhichPageCouldNotBeChecked) {
+    const TemporaryFolder folder;
+    TestPDF input;
+    input.page({artwork(bleed()), "", mediaBox(pageWidth(bleed()), pageHeight(bleed()))});
+    input.page({"", "", "0 0 0 0"});
+    Result result{bleed()};
+    result.addRight();
+    result.addRight();
+    const FakeGhostscript fake("echo said", result.bytes());
+    EXPECT_EQ(outcomeOf(fake.url(), folder.file("in.pdf", input.bytes()), settingsFor(bleed())),
+              "said\nPage 2 could not be checked.\n");
+}
+
 // Pages that lie elsewhere than at 0 0.
 
 std::string movedPage(Bleed bleed) {
