@@ -7,6 +7,7 @@
 #include "PrintPrep/platform/OperationStopped.h"
 #include "PrintPrep/raster/HelperRenderer.h"
 #include "PrintPrep/raster/PageComparison.h"
+#include "PrintPrep/raster/RendererHelper.h"
 
 #include <algorithm>
 #include <array>
@@ -82,6 +83,19 @@ std::optional<OutputProfile> readProfile(const std::filesystem::path& url) {
         return OutputProfile::fromTrustedBytes(std::string(MappedFile(url).bytes()));
     } catch (const FileSystemError&) { // Ghostscript says so itself
         return std::nullopt;
+    }
+}
+
+/// Whether a renderer lives to say that it cannot read a document.
+bool isRefused(const FileDescriptor& document) {
+    try {
+        RendererHelper helper(RendererHelper::executableURL());
+        RendererProtocol::Request request;
+        request.kind = RendererProtocol::Kind::openDocument;
+        helper.send(request, document.get(), patience);
+        return helper.receive().status == RendererProtocol::Status::notThere;
+    } catch (const RendererHelper::Failure&) {
+        return false;
     }
 }
 
@@ -177,6 +191,7 @@ public:
         if (!document.open()) {
             if (document.needsPassword() || looksLikeAProgram(beginning))
                 throw PrintPrepError::couldNotOpenPDF();
+            hasFailed_ = !isRefused(file);
             return;
         }
         isReadable_ = true;
@@ -205,8 +220,10 @@ public:
     }
 
     std::vector<std::string> gaps() const {
+        if (!isReadable_ && !hasFailed_)
+            return {};
         const std::lock_guard lock(mutex_);
-        if (resultPages_ == 0 || unchecked_.size() == resultPages_)
+        if (!isReadable_ || !profile_ || unchecked_.size() == resultPages_)
             return {"The result could not be checked."};
         std::vector<std::string> lines;
         for (const int number : unchecked_)
@@ -505,6 +522,8 @@ private:
     /// None when no page can be drawn.
     std::optional<OutputProfile> profile_;
     bool isReadable_ = false;
+    /// Whether that is the fault of the renderer.
+    bool hasFailed_ = false;
     int pageCount_ = 0;
     std::vector<SourcePage> pages_;
     /// 0 as long as the result has not been read.

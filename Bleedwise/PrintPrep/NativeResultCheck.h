@@ -50,8 +50,8 @@ public:
     /// as it should, and paints in process inks, grey and spot colours described by these.
     std::optional<std::string> fault(const std::filesystem::path& outputURL);
 
-    /// What `fault` found nothing wrong with only because the renderer could not read or draw it,
-    /// as lines for a person.
+    /// What `fault` found nothing wrong with only because the renderer failed over it, as lines for
+    /// a person; none for an input that is no readable PDF.
     std::vector<std::string> gaps() const;
 
 private:

@@ -478,6 +478,24 @@ TEST_P(EachNativeResult, IsMadeOfAFileThatOpensWithoutItsPassword) {
                                                    outputProfileURL(), settingsFor(bleed())));
 }
 
+// What is within a hair's breadth on a usual sheet is many millimetres off on this one.
+TEST_P(EachNativeResult, IsFineWithSmallInaccuraciesOnAVeryLargeSheet) {
+    PrintSettings settings = settingsFor(bleed());
+    settings.trimWidthMM = 5000;
+    settings.trimHeightMM = 7000;
+    settings.bleedMM = 0;
+    const TemporaryFolder folder;
+    const auto sheet = [&](const std::string& moved) {
+        TestPDF pdf;
+        pdf.page({"1 0 0 1 " + moved + " cm 5 0 0 5 0 0 cm 0 0 0 1 k 300 400 2000 3000 re f", "",
+                  mediaBox(5000 * millimetre, 7000 * millimetre)});
+        return pdf.bytes();
+    };
+    EXPECT_EQ(NativeResultCheck(folder.file("in.pdf", sheet("0 0")), outputProfileURL(), settings)
+                  .fault(folder.file("out.pdf", sheet("14 14"))),
+              std::nullopt);
+}
+
 // Files that the renderer cannot judge.
 
 TEST_P(EachNativeResult, IsFineWhereTheInputCannotBeRead) {
@@ -531,21 +549,31 @@ std::string outcomeOf(const path& ghostscriptURL, const path& inputURL,
     }
 }
 
-TEST_P(EachNativeResult, SaysWhenNothingCouldBeChecked) {
+TEST_P(EachNativeResult, SaysNothingMoreOfAnInputThatCannotBeRead) {
     const TemporaryFolder folder;
     Result result{bleed()};
     result.addRight();
     const FakeGhostscript fake("echo said", result.bytes());
     EXPECT_EQ(
         outcomeOf(fake.url(), folder.file("in.pdf", "%PDF-1.4\nnonsense"), settingsFor(bleed())),
-        "said\nThe result could not be checked.\n");
+        "said\n");
+}
+
+TEST_P(EachNativeResult, SaysWhenNothingCouldBeChecked) {
+    const TemporaryFolder folder;
+    PrintSettings settings = settingsFor(bleed());
+    settings.trimWidthMM = 1e19;
+    NativeResultCheck check(folder.file("in.pdf", Testing::smallPDF()), outputProfileURL(),
+                            settings);
+    EXPECT_EQ(check.fault(folder.file("out.pdf", Testing::smallPDF())), std::nullopt);
+    EXPECT_EQ(check.gaps(), std::vector<std::string>{"The result could not be checked."});
 }
 
 TEST_P(EachNativeResult, SaysWhichPageCouldNotBeChecked) {
     const TemporaryFolder folder;
     TestPDF input;
     input.page({artwork(bleed()), "", mediaBox(pageWidth(bleed()), pageHeight(bleed()))});
-    input.page({"", "", "0 0 0 0"});
+    input.page({"", "", "-" + std::string(308, '9') + " 0 " + std::string(308, '9') + " 9"});
     Result result{bleed()};
     result.addRight();
     result.addRight();
