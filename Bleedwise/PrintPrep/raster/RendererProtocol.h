@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <type_traits>
 
@@ -79,7 +80,7 @@ struct Reply {
 
 // What is sent is all of the bytes: none of them may be padding, whose content is anybody's guess.
 static_assert(sizeof(Request) == 8 + 8 + 2 * 8 + 8 * 8 + 3 * 8);
-static_assert(sizeof(Reply) == 8 + 2 * 8 + (1 + mostAnnotationAreas) * sizeof(Rectangle) + 3 * 8);
+static_assert(sizeof(Reply) == (1 + mostAnnotationAreas) * sizeof(Rectangle) + std::size_t{6} * 8);
 static_assert(std::is_trivially_copyable_v<Request> && std::is_trivially_copyable_v<Reply>);
 
 /// More pages than a document has objects at most (ISO 32000-1, table C.1) are none.
