@@ -229,6 +229,8 @@ Result convertToCMYKSync(const std::filesystem::path& ghostscriptURL,
     PDFBoxPatcher::applyPrintBoxes(outputURL, settings, true);
     if (lines.empty())
         lines.emplace_back("Ghostscript finished without messages.");
+    for (std::string& gap : check.gaps())
+        lines.push_back(std::move(gap));
     return {std::move(lines)};
 }
 

@@ -21,7 +21,8 @@ struct Installation {
 
 /// What a successful run said.
 struct Result {
-    /// Console lines without empty ones; never empty.
+    /// Console lines without empty ones, or one that says that there are none; then what could not
+    /// be checked of the result.
     std::vector<std::string> log;
 };
 

@@ -7,6 +7,7 @@
 #include "PrintPrep/platform/OperationStopped.h"
 #include "PrintPrep/raster/HelperRenderer.h"
 #include "PrintPrep/raster/PageComparison.h"
+#include "PrintPrep/raster/RendererHelper.h"
 
 #include <algorithm>
 #include <array>
@@ -18,6 +19,7 @@
 #include <functional>
 #include <future>
 #include <mutex>
+#include <set>
 #include <string_view>
 #include <thread>
 #include <utility>
@@ -47,8 +49,8 @@ constexpr int mostDeaths = 3;
 
 constexpr std::string_view wayOut = ". Convert this file in Raster mode.";
 
-bool hasHeader(int file) {
-    std::array<char, headerRegion> bytes{};
+std::string beginningOf(int file) {
+    std::string bytes(headerRegion, '\0');
     std::size_t count = 0;
     while (count < bytes.size()) {
         const ssize_t got =
@@ -57,7 +59,23 @@ bool hasHeader(int file) {
             break;
         count += static_cast<std::size_t>(got);
     }
-    return std::string_view(bytes.data(), count).find("%PDF-") != std::string_view::npos;
+    bytes.resize(count);
+    return bytes;
+}
+
+bool hasHeader(std::string_view beginning) {
+    return beginning.find("%PDF-") != std::string_view::npos;
+}
+
+/// Whether Ghostscript takes a file for PostScript although it has a PDF's header, which can stand
+/// in a comment.
+bool looksLikeAProgram(std::string_view beginning) {
+    const auto first = std::find_if(beginning.begin(), beginning.end(), [](char character) {
+        return static_cast<unsigned char>(character) > ' ';
+    });
+    beginning.remove_prefix(static_cast<std::size_t>(first - beginning.begin()));
+    return beginning.starts_with("%!") || beginning.starts_with("%%") ||
+           beginning.substr(0, beginning.find("%PDF-")).find("%!PS") != std::string_view::npos;
 }
 
 std::optional<OutputProfile> readProfile(const std::filesystem::path& url) {
@@ -65,6 +83,19 @@ std::optional<OutputProfile> readProfile(const std::filesystem::path& url) {
         return OutputProfile::fromTrustedBytes(std::string(MappedFile(url).bytes()));
     } catch (const FileSystemError&) { // Ghostscript says so itself
         return std::nullopt;
+    }
+}
+
+/// Whether a renderer lives to say that it cannot read a document.
+bool isRefused(const FileDescriptor& document) {
+    try {
+        RendererHelper helper(RendererHelper::executableURL());
+        RendererProtocol::Request request;
+        request.kind = RendererProtocol::Kind::openDocument;
+        helper.send(request, document.get(), patience);
+        return helper.receive().status == RendererProtocol::Status::notThere;
+    } catch (const RendererHelper::Failure&) {
+        return false;
     }
 }
 
@@ -151,14 +182,16 @@ public:
         const FileDescriptor file = openDocumentFile(inputURL);
         if (!file)
             return;
-        if (!hasHeader(file.get()))
+        const std::string beginning = beginningOf(file.get());
+        if (!hasHeader(beginning))
             throw PrintPrepError::couldNotOpenPDF();
         if (PageGeometry::isCountable(settings))
             profile_ = readProfile(profileURL);
         Document document(inputURL);
         if (!document.open()) {
-            if (document.needsPassword())
+            if (document.needsPassword() || looksLikeAProgram(beginning))
                 throw PrintPrepError::couldNotOpenPDF();
+            hasFailed_ = !isRefused(file);
             return;
         }
         isReadable_ = true;
@@ -186,16 +219,29 @@ public:
         drawing_ = std::thread([this] { drawPages(); });
     }
 
+    std::vector<std::string> gaps() const {
+        if (!isReadable_ && !hasFailed_)
+            return {};
+        const std::lock_guard lock(mutex_);
+        if (!isReadable_ || !profile_ || unchecked_.size() == resultPages_)
+            return {"The result could not be checked."};
+        std::vector<std::string> lines;
+        for (const int number : unchecked_)
+            lines.push_back("Page " + std::to_string(number) + " could not be checked.");
+        return lines;
+    }
+
     std::optional<std::string> fault(const std::filesystem::path& outputURL) {
         Document output(outputURL);
         const PageRenderer* opened = output.open();
         throwIfStopped(outerStop_);
         if (!opened)
-            return std::nullopt;
+            return faultOfUnreadable(outputURL);
         const int count = opened->pageCount();
         if (auto wrong = faultOfCount(count))
             return wrong;
-        return firstFault(output, outputURL, static_cast<std::size_t>(count));
+        resultPages_ = static_cast<std::size_t>(count);
+        return firstFault(output, outputURL, resultPages_);
     }
 
 private:
@@ -208,6 +254,14 @@ private:
             if (description)
                 pages_.push_back({number, *description});
         }
+    }
+
+    /// A result that the renderer cannot open although it can the input is not what was wanted.
+    /// That there is none at all is told where it is needed.
+    std::optional<std::string> faultOfUnreadable(const std::filesystem::path& outputURL) const {
+        if (!isReadable_ || !openDocumentFile(outputURL))
+            return std::nullopt;
+        return "The result cannot be read" + std::string(wayOut);
     }
 
     /// Ghostscript may deliver a page that the renderer cannot.
@@ -300,7 +354,8 @@ private:
             PageComparison::frame(PageGeometry::place(page.description.mediaBox, upright),
                                   page.description.annotations, upright);
         frame.page = turned(frame.page, turn);
-        frame.ignored = turned(frame.ignored, turn);
+        for (PageComparison::Area& area : frame.ignored)
+            area = turned(area, turn);
         return frame;
     }
 
@@ -331,22 +386,36 @@ private:
             upright ? output.view(number, {sheet, sheet}, sizeFor(Turn::none), *profile_,
                                   stop_.get_token())
                     : std::nullopt;
-        if (!found)
+        if (!found) {
+            noteUnchecked(number);
             return std::nullopt;
+        }
         const PageComparison::Frame frame = frameOf(page, Turn::none);
-        if (PageComparison::measure(*upright, *found, frame).largest() <= 1)
+        if (PageComparison::isRight(*upright, *found, frame))
             return std::nullopt;
         for (const Turn turn : otherTurns(page)) {
             const std::optional<PageView> view = expected(input, index, turn);
-            if (!view || PageComparison::measure(*view, *found, frameOf(page, turn)).largest() <= 1)
+            if (!view)
+                noteUnchecked(number);
+            if (!view || PageComparison::isRight(*view, *found, frameOf(page, turn)))
                 return std::nullopt;
         }
-        return PageComparison::difference(*upright, *found, frame);
+        throwIfStopped(outerStop_);
+        const auto difference = PageComparison::difference(*upright, *found, frame);
+        throwIfStopped(outerStop_);
+        return difference;
     }
 
-    static std::optional<std::string> faultOfColors(Document& output, int number) {
+    void noteUnchecked(int number) {
+        const std::lock_guard lock(mutex_);
+        unchecked_.insert(number);
+    }
+
+    std::optional<std::string> faultOfColors(Document& output, int number) {
         const auto foreign =
             output.ask([&](PageRenderer& renderer) { return renderer.foreignColor(number); });
+        if (!foreign)
+            noteUnchecked(number);
         switch (foreign.value_or(ForeignColor::none)) {
         case ForeignColor::none:
             break;
@@ -367,6 +436,8 @@ private:
         if (index && profile_) {
             if (auto wrong = faultOfLook(input, output, *index, number))
                 return wrong;
+        } else {
+            noteUnchecked(number);
         }
         if (!isReadable_ && isBlank(output, number))
             return "is blank";
@@ -451,16 +522,21 @@ private:
     /// None when no page can be drawn.
     std::optional<OutputProfile> profile_;
     bool isReadable_ = false;
+    /// Whether that is the fault of the renderer.
+    bool hasFailed_ = false;
     int pageCount_ = 0;
     std::vector<SourcePage> pages_;
+    /// 0 as long as the result has not been read.
+    std::size_t resultPages_ = 0;
 
     std::thread drawing_;
-    std::mutex mutex_;
+    mutable std::mutex mutex_;
     std::condition_variable progress_;
     // The rest is the mutex's.
     std::vector<std::optional<PageView>> views_;
     std::size_t drawn_ = 0;
     bool isDrawing_ = false;
+    std::set<int> unchecked_;
 };
 
 NativeResultCheck::NativeResultCheck(const std::filesystem::path& inputURL,
@@ -476,6 +552,10 @@ bool NativeResultCheck::hasMovedOrigin() const {
 
 void NativeResultCheck::start() {
     check_->start();
+}
+
+std::vector<std::string> NativeResultCheck::gaps() const {
+    return check_->gaps();
 }
 
 std::optional<std::string> NativeResultCheck::fault(const std::filesystem::path& outputURL) {

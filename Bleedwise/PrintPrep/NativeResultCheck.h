@@ -7,6 +7,7 @@
 #include <optional>
 #include <stop_token>
 #include <string>
+#include <vector>
 
 namespace Bleedwise {
 
@@ -24,10 +25,10 @@ class NativeResultCheck {
 public:
     /// Opens the input and reads its pages' boxes.
     ///
-    /// Throws `PrintPrepError::couldNotOpenPDF` when the file has no PDF header near its beginning,
-    /// which Ghostscript would execute as a program if it were one, or needs a password; and
-    /// `FileSystemError` when no renderer can be started. A file that cannot be read at all is left
-    /// for Ghostscript to report.
+    /// Throws `PrintPrepError::couldNotOpenPDF` when the file has no PDF header near its beginning
+    /// or cannot be read and begins as PostScript does, since Ghostscript would execute it; or when
+    /// it needs a password. Throws `FileSystemError` when no renderer can be started. Another file
+    /// that cannot be read is left for Ghostscript to report.
     NativeResultCheck(const std::filesystem::path& inputURL,
                       const std::filesystem::path& profileURL, const PrintSettings& settings,
                       std::stop_token stop = {});
@@ -45,9 +46,13 @@ public:
     /// What is wrong with the result, whose page boxes need not be set, as a line for a person,
     /// which also says what to do; nothing when it is right as far as can be told.
     ///
-    /// The result has as many pages as the input can deliver, each looks as it should, and paints
-    /// in process inks, grey and spot colours described by these.
+    /// The result can be read if the input can, has as many pages as that can deliver, each looks
+    /// as it should, and paints in process inks, grey and spot colours described by these.
     std::optional<std::string> fault(const std::filesystem::path& outputURL);
+
+    /// What `fault` found nothing wrong with only because the renderer failed over it, as lines for
+    /// a person; none for an input that is no readable PDF.
+    std::vector<std::string> gaps() const;
 
 private:
     class Check;

@@ -337,6 +337,52 @@ TEST_P(EachNativeResult, IsRefusedWhenItHasAPageTooMany) {
               "The result has 2 pages instead of 1. Convert this file in Raster mode.");
 }
 
+TEST_P(EachNativeResult, IsRefusedWhenItCannotBeReadAlthoughTheInputCan) {
+    EXPECT_EQ(faultOf(bleed(), inputOf(bleed(), {artwork(bleed())}), "%PDF-1.4\nnonsense"),
+              "The result cannot be read. Convert this file in Raster mode.");
+}
+
+TEST_P(EachNativeResult, IsNotJudgedWhenThereIsNone) {
+    const TemporaryFolder folder;
+    NativeResultCheck check(folder.file("in.pdf", inputOf(bleed(), {artwork(bleed())})),
+                            outputProfileURL(), settingsFor(bleed()));
+    EXPECT_EQ(check.fault(folder / "none.pdf"), std::nullopt);
+}
+
+/// An input whose page has an annotation with an appearance in each of these rectangles.
+std::string annotatedInput(Bleed bleed, const std::vector<std::string>& rectangles) {
+    TestPDF pdf;
+    const std::string form = pdf.stream("/Type /XObject /Subtype /Form /BBox [0 0 9 9]", "");
+    std::string annotations;
+    for (const std::string& rectangle : rectangles)
+        annotations += "<< /Type /Annot /Subtype /Text /F 4 /Rect [" + rectangle + "] /AP << /N " +
+                       form + " >> >> ";
+    pdf.page({artwork(bleed), "", mediaBox(pageWidth(bleed), pageHeight(bleed)),
+              "/Annots [" + annotations + "]"});
+    return pdf.bytes();
+}
+
+TEST_P(EachNativeResult, IsRefusedForArtworkThatIsMissingBetweenTwoNotes) {
+    Result result{bleed()};
+    result.add(artwork(bleed(), "0.1 0 0.2 0 k"));
+    const std::string fault =
+        faultOf(bleed(), annotatedInput(bleed(), {"0 0 20 20", "260 380 280 400"}), result.bytes());
+    EXPECT_TRUE(fault.starts_with("Page 1 of the result lacks artwork")) << fault;
+}
+
+TEST_P(EachNativeResult, IsRefusedWhenItIsBlankUnderAnAnnotationAllOverIt) {
+    Result result{bleed()};
+    result.add("");
+    EXPECT_EQ(faultOf(bleed(), annotatedInput(bleed(), {"-9 -9 999 999"}), result.bytes()),
+              "Page 1 of the result is blank. Convert this file in Raster mode.");
+}
+
+TEST_P(EachNativeResult, IsFineWithAnAnnotationDrawnIntoThePage) {
+    Result result{bleed()};
+    result.add(artwork(bleed()) + " 0 0 0 1 k 150 50 80 60 re f");
+    EXPECT_EQ(faultOf(bleed(), annotatedInput(bleed(), {"150 50 230 110"}), result.bytes()), "");
+}
+
 TEST_P(EachNativeResult, IsRefusedByItsFirstWrongPage) {
     Result result{bleed()};
     std::vector<std::string> pages;
@@ -375,6 +421,29 @@ TEST_P(EachNativeResult, IsNotMadeOfAFileWithoutAPDFHeader) {
     EXPECT_FALSE(fake.wasStarted());
 }
 
+TEST_P(EachNativeResult, IsNotMadeOfAProgramThatNamesAPDFsHeader) {
+    for (const std::string beginning :
+         {"%!PS\n% %PDF-1.4\n", "\r\n %!\n%PDF-1.4\n", "\xef\xbb\xbf%!PS\n%PDF-1.4\n",
+          "%%Page: 1 1\n%%PDF-1.4\n", "\x1b%-12345X@PJL\n%!PS-Adobe-3.0\n(%PDF-) pop\n"}) {
+        const TemporaryFolder folder;
+        const FakeGhostscript fake;
+        EXPECT_THROW(Ghostscript::convertToCMYKSync(
+                         fake.url(), folder.file("in.pdf", beginning + "showpage\n"),
+                         folder / "out.pdf", outputProfileURL(), settingsFor(bleed())),
+                     PrintPrepError)
+            << beginning;
+        EXPECT_FALSE(fake.wasStarted()) << beginning;
+    }
+}
+
+TEST_P(EachNativeResult, IsMadeOfAPDFThatBeginsAsAProgramDoes) {
+    Result result{bleed()};
+    result.addRight();
+    EXPECT_EQ(
+        faultOf(bleed(), "%!PS-Adobe-3.0\n" + inputOf(bleed(), {artwork(bleed())}), result.bytes()),
+        "");
+}
+
 TEST_P(EachNativeResult, IsMadeOfAPDFWhoseHeaderComesLater) {
     Result result{bleed()};
     result.addRight();
@@ -407,6 +476,24 @@ TEST_P(EachNativeResult, IsMadeOfAFileThatOpensWithoutItsPassword) {
     const FakeGhostscript fake;
     EXPECT_NO_THROW(Ghostscript::convertToCMYKSync(fake.url(), encrypted, folder / "out.pdf",
                                                    outputProfileURL(), settingsFor(bleed())));
+}
+
+// What is within a hair's breadth on a usual sheet is many millimetres off on this one.
+TEST_P(EachNativeResult, IsFineWithSmallInaccuraciesOnAVeryLargeSheet) {
+    PrintSettings settings = settingsFor(bleed());
+    settings.trimWidthMM = 5000;
+    settings.trimHeightMM = 7000;
+    settings.bleedMM = 0;
+    const TemporaryFolder folder;
+    const auto sheet = [&](const std::string& moved) {
+        TestPDF pdf;
+        pdf.page({"1 0 0 1 " + moved + " cm 5 0 0 5 0 0 cm 0 0 0 1 k 300 400 2000 3000 re f", "",
+                  mediaBox(5000 * millimetre, 7000 * millimetre)});
+        return pdf.bytes();
+    };
+    EXPECT_EQ(NativeResultCheck(folder.file("in.pdf", sheet("0 0")), outputProfileURL(), settings)
+                  .fault(folder.file("out.pdf", sheet("14 14"))),
+              std::nullopt);
 }
 
 // Files that the renderer cannot judge.
@@ -460,6 +547,39 @@ std::string outcomeOf(const path& ghostscriptURL, const path& inputURL,
     } catch (const PrintPrepError& error) {
         return error.errorDescription();
     }
+}
+
+TEST_P(EachNativeResult, SaysNothingMoreOfAnInputThatCannotBeRead) {
+    const TemporaryFolder folder;
+    Result result{bleed()};
+    result.addRight();
+    const FakeGhostscript fake("echo said", result.bytes());
+    EXPECT_EQ(
+        outcomeOf(fake.url(), folder.file("in.pdf", "%PDF-1.4\nnonsense"), settingsFor(bleed())),
+        "said\n");
+}
+
+TEST_P(EachNativeResult, SaysWhenNothingCouldBeChecked) {
+    const TemporaryFolder folder;
+    PrintSettings settings = settingsFor(bleed());
+    settings.trimWidthMM = 1e19;
+    NativeResultCheck check(folder.file("in.pdf", Testing::smallPDF()), outputProfileURL(),
+                            settings);
+    EXPECT_EQ(check.fault(folder.file("out.pdf", Testing::smallPDF())), std::nullopt);
+    EXPECT_EQ(check.gaps(), std::vector<std::string>{"The result could not be checked."});
+}
+
+TEST_P(EachNativeResult, SaysWhichPageCouldNotBeChecked) {
+    const TemporaryFolder folder;
+    TestPDF input;
+    input.page({artwork(bleed()), "", mediaBox(pageWidth(bleed()), pageHeight(bleed()))});
+    input.page({"", "", "-" + std::string(308, '9') + " 0 " + std::string(308, '9') + " 9"});
+    Result result{bleed()};
+    result.addRight();
+    result.addRight();
+    const FakeGhostscript fake("echo said", result.bytes());
+    EXPECT_EQ(outcomeOf(fake.url(), folder.file("in.pdf", input.bytes()), settingsFor(bleed())),
+              "said\nPage 2 could not be checked.\n");
 }
 
 // Pages that lie elsewhere than at 0 0.

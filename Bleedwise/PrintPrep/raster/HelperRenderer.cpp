@@ -175,8 +175,10 @@ public:
         const auto reply = ask(Kind::describePage, page);
         if (!reply)
             return std::nullopt;
-        return PageDescription{reply->mediaBox, static_cast<int>(reply->rotation),
-                               reply->annotations};
+        const auto* areas = reply->annotations.data();
+        return PageDescription{reply->mediaBox,
+                               static_cast<int>(reply->rotation),
+                               {areas, areas + reply->annotationCount}};
     }
 
     std::optional<ForeignColor> foreignColor(int page) override {

@@ -4,7 +4,8 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
+#include <limits>
+#include <utility>
 #include <vector>
 
 namespace Bleedwise::PageComparison {
@@ -115,7 +116,8 @@ double ink(const PageView& view, const Frame& frame) {
         for (std::size_t i = 0; i < plane.size(); ++i)
             darkness[i] = std::max(darkness[i], static_cast<std::uint8_t>(paper - plane[i]));
     }
-    clear(darkness, view.width(), view.height(), frame.ignored);
+    for (const Area& area : frame.ignored)
+        clear(darkness, view.width(), view.height(), area);
     return average(darkness, view.width(), frame.page);
 }
 
@@ -170,6 +172,14 @@ std::string millimetres(double value) {
     return std::to_string(whole) + (rounded > static_cast<double>(whole) ? ".5 mm" : " mm");
 }
 
+/// What a place has of light.
+double lightAt(const PageView& view, const Area& place) {
+    double sum = 0;
+    for (const Plane& plane : view.planes())
+        sum += average(plane, view.width(), place);
+    return sum;
+}
+
 /// What is tried against a wrong page. Nothing but the page as it should be, changed so, looks as
 /// good; `much` better than unchanged will do, since what has left the page is missing anyway.
 class Suspicion {
@@ -198,29 +208,79 @@ public:
         return false;
     }
 
-    /// How far it is moved, by up to so many millimetres in each direction.
+    /// How far it is moved, by up to some millimetres in each direction.
     std::optional<double> shift() const {
-        constexpr double farthestMM = 6;
-        const auto farthest = static_cast<int>(farthestMM / frame_.pixelMM);
-        constexpr int step = 2; // neighbours count
-        for (int distance = step; distance <= farthest; distance += step) {
-            for (int across = -distance; across <= distance; across += step) {
-                for (int down = -distance; down <= distance; down += step) {
-                    if (std::max(std::abs(across), std::abs(down)) == distance &&
-                        explains(expected_.moved(1, across, down)))
-                        return std::hypot(across, down) * frame_.pixelMM;
-                }
-            }
+        const std::ptrdiff_t across =
+            likeliestShift(profileAcross(expected_), profileAcross(found_));
+        const std::ptrdiff_t down = likeliestShift(profileDown(expected_), profileDown(found_));
+        for (const auto& [right, below] :
+             {std::pair(across, std::ptrdiff_t{0}), std::pair(std::ptrdiff_t{0}, down),
+              std::pair(across, down)}) {
+            if ((right != 0 || below != 0) &&
+                explains(
+                    expected_.moved(1, static_cast<double>(right), static_cast<double>(below))))
+                return std::hypot(right, below) * frame_.pixelMM;
         }
         return std::nullopt;
     }
 
 private:
+    using Profile = std::vector<double>;
+
+    /// The ink in each column of the page.
+    Profile profileAcross(const PageView& view) const {
+        Profile profile;
+        for (std::ptrdiff_t x = frame_.page.left; x < frame_.page.right; ++x)
+            profile.push_back(-lightAt(view, {x, frame_.page.top, x + 1, frame_.page.bottom}));
+        return profile;
+    }
+
+    /// The ink in each row of the page.
+    Profile profileDown(const PageView& view) const {
+        Profile profile;
+        for (std::ptrdiff_t y = frame_.page.top; y < frame_.page.bottom; ++y)
+            profile.push_back(-lightAt(view, {frame_.page.left, y, frame_.page.right, y + 1}));
+        return profile;
+    }
+
+    /// By which a profile is most like another one where they overlap. To look at the profiles
+    /// costs next to nothing, while to try out each shift of the page could take minutes.
+    std::ptrdiff_t likeliestShift(const Profile& expected, const Profile& found) const {
+        constexpr double farthestMM = 6;
+        const auto count = static_cast<std::ptrdiff_t>(expected.size());
+        const auto farthest =
+            std::min(static_cast<std::ptrdiff_t>(farthestMM / frame_.pixelMM), count / 2);
+        double least = std::numeric_limits<double>::infinity();
+        std::ptrdiff_t likeliest = 0;
+        for (std::ptrdiff_t shift = -farthest; shift <= farthest; ++shift) {
+            const std::ptrdiff_t first = std::max<std::ptrdiff_t>(0, shift);
+            const std::ptrdiff_t end = std::min(count, count + shift);
+            double sum = 0;
+            for (std::ptrdiff_t i = first; i < end; ++i)
+                sum += std::abs(found[static_cast<std::size_t>(i)] -
+                                expected[static_cast<std::size_t>(i - shift)]);
+            const double mean = sum / static_cast<double>(end - first);
+            if (mean < least) {
+                least = mean;
+                likeliest = shift;
+            }
+        }
+        return likeliest;
+    }
+
     const PageView& expected_;
     const PageView& found_;
     const Frame& frame_;
     double unchanged_;
 };
+
+/// Annotations must not hide that a page has lost all of its artwork: they may lie all over it.
+bool isBlank(const PageView& expected, const PageView& found, Frame frame) {
+    constexpr double nextToNothing = 0.01;
+    frame.ignored.clear();
+    return ink(found, frame) < nextToNothing * ink(expected, frame) &&
+           measure(expected, found, frame).largest() > 1;
+}
 
 /// Whether all that is wrong lies at the page's edges, as when Ghostscript has cut something off.
 bool isRightInside(const PageView& expected, const PageView& found, Frame frame) {
@@ -229,14 +289,6 @@ bool isRightInside(const PageView& expected, const PageView& found, Frame frame)
     frame.page = {frame.page.left + edge, frame.page.top + edge, frame.page.right - edge,
                   frame.page.bottom - edge};
     return ink(expected, frame) > 0 && measure(expected, found, frame).largest() <= 1;
-}
-
-/// What a place has of light.
-double lightAt(const PageView& view, const Area& place) {
-    double sum = 0;
-    for (const Plane& plane : view.planes())
-        sum += average(plane, view.width(), place);
-    return sum;
 }
 
 std::string ofPlace(const PageView& expected, const PageView& found, const Frame& frame,
@@ -255,7 +307,7 @@ double Measures::largest() const {
     return std::max({place, side, page});
 }
 
-Frame frame(const PageGeometry::Placement& placement, const Rectangle& ignored,
+Frame frame(const PageGeometry::Placement& placement, const std::vector<Rectangle>& ignored,
             const PrintSettings& settings) {
     const PixelSize size = PageViews::size(settings);
     const double across = static_cast<double>(size.width) / placement.window.width;
@@ -275,8 +327,8 @@ Frame frame(const PageGeometry::Placement& placement, const Rectangle& ignored,
     constexpr double around = 2;
     Frame result;
     result.page = area(placement.visible, edge);
-    if (ignored.width > 0 && ignored.height > 0)
-        result.ignored = area(ignored, -around);
+    for (const Rectangle& box : ignored)
+        result.ignored.push_back(area(box, -around));
     result.pixelMM = PageViews::pixelMM(settings);
     return result;
 }
@@ -284,7 +336,8 @@ Frame frame(const PageGeometry::Placement& placement, const Rectangle& ignored,
 Measures measure(const PageView& expected, const PageView& found, const Frame& frame) {
     const std::ptrdiff_t width = expected.width();
     Plane distance = distances(expected, found);
-    clear(distance, width, expected.height(), frame.ignored);
+    for (const Area& area : frame.ignored)
+        clear(distance, width, expected.height(), area);
 
     Measures result;
     findWorstPlace(distance, width, frame.page, result);
@@ -296,14 +349,17 @@ Measures measure(const PageView& expected, const PageView& found, const Frame& f
     return result;
 }
 
+bool isRight(const PageView& expected, const PageView& found, const Frame& frame) {
+    return measure(expected, found, frame).largest() <= 1 && !isBlank(expected, found, frame);
+}
+
 std::optional<std::string> difference(const PageView& expected, const PageView& found,
                                       const Frame& frame) {
+    if (isBlank(expected, found, frame))
+        return "is blank";
     const Measures measures = measure(expected, found, frame);
     if (measures.largest() <= 1)
         return std::nullopt;
-    constexpr double next_to_nothing = 0.01;
-    if (ink(found, frame) < next_to_nothing * ink(expected, frame))
-        return "is blank";
     if (isRightInside(expected, found, frame))
         return ofPlace(expected, found, frame, measures);
     const Suspicion suspicion(expected, found, frame);

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <vector>
 
 /// Tells whether a page looks as it should, by views of both.
 ///
@@ -30,14 +31,14 @@ struct Area {
 struct Frame {
     Area page;
     /// What in it does not count after all.
-    Area ignored = {};
+    std::vector<Area> ignored = {};
     /// A pixel's side on paper.
     double pixelMM = 0;
 };
 
-/// The frame of a page that is placed on its sheet; `ignored` is a part of it, in user space. It is
+/// The frame of a page that is placed on its sheet; `ignored` are parts of it, in user space. It is
 /// a pixel narrower than the page, whose edges may lie within pixels.
-Frame frame(const PageGeometry::Placement& placement, const Rectangle& ignored,
+Frame frame(const PageGeometry::Placement& placement, const std::vector<Rectangle>& ignored,
             const PrintSettings& settings);
 
 /// How far two views differ, as parts of the most that a right page may: above 1 it is wrong.
@@ -56,6 +57,10 @@ struct Measures {
 };
 
 Measures measure(const PageView& expected, const PageView& found, const Frame& frame);
+
+/// Whether nothing is wrong with a page: each measure is 1 at most, and not all of its artwork is
+/// gone, where it is ignored included.
+bool isRight(const PageView& expected, const PageView& found, const Frame& frame);
 
 /// What is wrong with a page, in words that go on where "Page 1 of the result" ends; nothing when
 /// it is right.

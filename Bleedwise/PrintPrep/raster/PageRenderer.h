@@ -4,10 +4,12 @@
 #include "PrintPrep/raster/PageGeometry.h"
 #include "PrintPrep/raster/PixelBuffer.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <stop_token>
 #include <variant>
+#include <vector>
 
 namespace Bleedwise {
 
@@ -46,9 +48,12 @@ struct PageDescription {
     Rectangle mediaBox;
     /// Degrees clockwise by which a viewer turns the page: 0, 90, 180 or 270.
     int rotation = 0;
-    /// Encloses what annotations draw, links left out; empty when they draw nothing.
-    Rectangle annotations = {};
+    /// Enclose what annotations print, links left out; at most `mostAnnotationAreas`, so that
+    /// several annotations may have one in common.
+    std::vector<Rectangle> annotations = {};
 };
+
+inline constexpr std::size_t mostAnnotationAreas = 16;
 
 /// Whether a page paints in other colours than the inks of a press.
 enum class ForeignColor {

@@ -11,8 +11,9 @@ namespace {
 constexpr double largestPixelMM = 0.7;
 /// What is too small by 2 per cent then is so by 4 pixels at either end of the long side.
 constexpr double pixelsOfLongSide = 400;
-/// Beyond this, looking would cost more than it tells.
-constexpr double mostPixels = 4e6;
+/// Beyond this, as on sheets of more than a square metre, looking would cost more than it tells,
+/// and every little inaccuracy of the artwork would become large.
+constexpr double mostPixels = 1.6e6;
 
 constexpr unsigned paper = 255;
 

@@ -49,8 +49,9 @@ private:
 
 namespace PageViews {
 
-/// How large a sheet's view is: fine enough to see 2 mm on any sheet, and 2 per cent of a small
-/// one, and otherwise as coarse as possible, since its size is what looking at it costs.
+/// How large a sheet's view is: fine enough to see 2 mm on any sheet up to a square metre, and 2
+/// per cent of a small one, and otherwise as coarse as possible, since its size is what looking at
+/// it costs.
 PixelSize size(const PrintSettings& settings);
 
 /// What a side of a pixel is on paper, in mm.

@@ -18,6 +18,7 @@
 #include <new>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include <Annot.h>
 #include <Error.h>
@@ -242,28 +243,73 @@ private:
         return static_cast<std::int64_t>(std::min(pixels, most));
     }
 
-    /// What encloses the annotations that have something to draw.
-    static Rectangle annotationsOf(Page& page) {
-        std::optional<PDFRectangle> all;
+    /// Where annotations print.
+    static std::vector<Rectangle> annotationsOf(Page& page) {
+        std::vector<Rectangle> areas;
         Annots* annotations = page.getAnnots();
         if (!annotations)
-            return {};
+            return areas;
         for (const Annot* annotation : annotations->getAnnots()) {
-            if (annotation->getType() == Annot::typeLink ||
-                annotation->getType() == Annot::typePopup ||
-                (annotation->getFlags() & Annot::flagHidden) != 0)
+            const Rectangle area = areaOf(annotation->getRect());
+            if (!isPrinted(*annotation) || !(area.width > 0) || !(area.height > 0))
                 continue;
-            const PDFRectangle box = annotation->getRect();
-            if (!(box.x2 > box.x1) || !(box.y2 > box.y1) || !std::isfinite(box.x2 - box.x1) ||
-                !std::isfinite(box.y2 - box.y1))
-                continue;
-            all = all ? PDFRectangle(std::min(all->x1, box.x1), std::min(all->y1, box.y1),
-                                     std::max(all->x2, box.x2), std::max(all->y2, box.y2))
-                      : box;
+            areas.push_back(area);
+            if (areas.size() > mostAnnotationAreas)
+                joinClosest(areas);
         }
-        if (!all)
+        return areas;
+    }
+
+    /// Within bounds in which areas can be joined; empty when it is not made of numbers.
+    static Rectangle areaOf(const PDFRectangle& box) {
+        constexpr double most = 1e6;
+        if (!std::isfinite(box.x1 + box.y1 + box.x2 + box.y2))
             return {};
-        return {all->x1, all->y1, all->x2 - all->x1, all->y2 - all->y1};
+        const double left = std::clamp(box.x1, -most, most);
+        const double bottom = std::clamp(box.y1, -most, most);
+        return {left, bottom, std::clamp(box.x2, -most, most) - left,
+                std::clamp(box.y2, -most, most) - bottom};
+    }
+
+    /// By a viewer or Ghostscript: that makes up the appearance of some that lack one, and prints
+    /// 3D artwork whatever its flags say.
+    static bool isPrinted(const Annot& annotation) {
+        const unsigned flags = annotation.getFlags();
+        const Annot::AnnotSubtype type = annotation.getType();
+        if ((flags & Annot::flagHidden) != 0 || type == Annot::typeLink || type == Annot::typePopup)
+            return false;
+        const bool canBeMadeUp =
+            type == Annot::typeWidget || type == Annot::typePolygon || type == Annot::typePolyLine;
+        return ((flags & Annot::flagPrint) != 0 || type == Annot::type3D) &&
+               (canBeMadeUp || annotation.getAppearance().isStream());
+    }
+
+    static Rectangle enclosing(const Rectangle& first, const Rectangle& second) {
+        const double left = std::min(first.x, second.x);
+        const double bottom = std::min(first.y, second.y);
+        return {left, bottom, std::max(first.x + first.width, second.x + second.width) - left,
+                std::max(first.y + first.height, second.y + second.height) - bottom};
+    }
+
+    /// Makes one of the two areas that have the least between them.
+    static void joinClosest(std::vector<Rectangle>& areas) {
+        const auto size = [](const Rectangle& area) { return area.width * area.height; };
+        double least = std::numeric_limits<double>::infinity();
+        std::size_t first = 0;
+        std::size_t second = 1;
+        for (std::size_t i = 0; i < areas.size(); ++i) {
+            for (std::size_t j = i + 1; j < areas.size(); ++j) {
+                const double added =
+                    size(enclosing(areas[i], areas[j])) - size(areas[i]) - size(areas[j]);
+                if (added < least) {
+                    least = added;
+                    first = i;
+                    second = j;
+                }
+            }
+        }
+        areas[first] = enclosing(areas[first], areas[second]);
+        areas.erase(areas.begin() + static_cast<std::ptrdiff_t>(second));
     }
 
     Page* pageNumber(int number) {

@@ -3,7 +3,10 @@
 #include "PrintPrep/raster/PageGeometry.h"
 #include "PrintPrep/raster/PageRenderer.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <type_traits>
 
@@ -71,15 +74,16 @@ struct Reply {
     std::int64_t pageCount = 0;
     std::int64_t imagePixels = 0;
     Rectangle mediaBox;
-    /// Encloses what annotations draw; all 0 when they draw nothing.
-    Rectangle annotations;
+    /// Those that enclose what annotations print come first, `annotationCount` of them.
+    std::array<Rectangle, mostAnnotationAreas> annotations = {};
+    std::int64_t annotationCount = 0;
     std::int64_t rotation = 0;
     std::int64_t foreignColor = 0;
 };
 
 // What is sent is all of the bytes: none of them may be padding, whose content is anybody's guess.
 static_assert(sizeof(Request) == 8 + 8 + 2 * 8 + 8 * 8 + 3 * 8);
-static_assert(sizeof(Reply) == 8 + 2 * 8 + 8 * 8 + 2 * 8);
+static_assert(sizeof(Reply) == (1 + mostAnnotationAreas) * sizeof(Rectangle) + std::size_t{6} * 8);
 static_assert(std::is_trivially_copyable_v<Request> && std::is_trivially_copyable_v<Reply>);
 
 /// More pages than a document has objects at most (ISO 32000-1, table C.1) are none.
@@ -121,6 +125,13 @@ inline bool isTurn(std::int64_t degrees) {
     return degrees >= 0 && degrees < 360 && degrees % 90 == 0;
 }
 
+inline bool hasAnnotationAreas(const Reply& reply) {
+    return reply.annotationCount >= 0 &&
+           reply.annotationCount <= static_cast<std::int64_t>(mostAnnotationAreas) &&
+           std::all_of(reply.annotations.begin(), reply.annotations.begin() + reply.annotationCount,
+                       isBox);
+}
+
 /// Whether `reply` can be one to a request of this kind.
 inline bool isPlausible(const Reply& reply, Kind kind) {
     if (reply.version != version || reply.status < Status::done ||
@@ -133,8 +144,7 @@ inline bool isPlausible(const Reply& reply, Kind kind) {
     if (kind == Kind::mediaBox || kind == Kind::measureDocument)
         return isBox(reply.mediaBox);
     if (kind == Kind::describePage)
-        return isBox(reply.mediaBox) && isTurn(reply.rotation) &&
-               (reply.annotations == Rectangle() || isBox(reply.annotations));
+        return isBox(reply.mediaBox) && isTurn(reply.rotation) && hasAnnotationAreas(reply);
     if (kind == Kind::auditColors)
         return reply.foreignColor >= 0 &&
                reply.foreignColor <= static_cast<std::int64_t>(ForeignColor::other);

@@ -6,6 +6,7 @@
 #include "PrintPrep/raster/PopplerRenderer.h"
 #include "PrintPrep/raster/RendererProtocol.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
@@ -102,7 +103,10 @@ private:
         if (description) {
             reply.mediaBox = description->mediaBox;
             reply.rotation = description->rotation;
-            reply.annotations = description->annotations;
+            const std::size_t count =
+                std::min(description->annotations.size(), reply.annotations.size());
+            std::copy_n(description->annotations.begin(), count, reply.annotations.begin());
+            reply.annotationCount = static_cast<std::int64_t>(count);
         }
         return reply;
     }

@@ -170,23 +170,67 @@ TEST_P(Seams, AreInvisible) {
 
 TEST(HelperRenderer, DescribesAPage) {
     const TemporaryFolder folder;
-    const auto document = HelperRenderer::open(folder.file(
-        "a.pdf", TestPDF::ofPage({"", "", "-5 10 19 40",
-                                  "/Rotate -90 /Annots [<< /Type /Annot /Subtype /Square /Rect [1 "
-                                  "12 3 20] >> << /Type /Annot /Subtype /Circle /Rect [2 15 9 25] "
-                                  ">> << /Type /Annot /Subtype /Link /Rect [0 0 99 99] >>]"})));
+    const auto document = HelperRenderer::open(
+        folder.file("a.pdf", TestPDF::ofPage({"", "", "-5 10 19 40", "/Rotate -90"})));
     const auto description = document->describe(1);
     ASSERT_TRUE(description);
     EXPECT_EQ(description->mediaBox, (Rectangle{-5, 10, 24, 30}));
     EXPECT_EQ(description->rotation, 270);
-    EXPECT_EQ(description->annotations, (Rectangle{1, 12, 8, 13}));
+    EXPECT_TRUE(description->annotations.empty());
+    EXPECT_FALSE(document->describe(2));
 }
 
-TEST(HelperRenderer, DescribesAPageWithoutAnnotations) {
+std::vector<Rectangle> annotationsOf(const std::string& annotations, TestPDF pdf = {}) {
     const TemporaryFolder folder;
-    const auto document = HelperRenderer::open(folder.file("a.pdf", TestPDF::ofPage({""})));
-    EXPECT_EQ(document->describe(1).value().annotations, Rectangle());
-    EXPECT_FALSE(document->describe(2));
+    pdf.page({"", "", "0 0 99 99", "/Annots [" + annotations + "]"});
+    const auto document = HelperRenderer::open(folder.file("a.pdf", pdf.bytes()));
+    return document->describe(1).value().annotations;
+}
+
+struct Annotation {
+    const char* name;
+    const char* entries;
+    bool hasAppearance;
+    bool isPrinted;
+};
+
+class DescribedAnnotation : public testing::TestWithParam<Annotation> {};
+
+TEST_P(DescribedAnnotation, CountsWhenItIsPrinted) {
+    TestPDF pdf;
+    const std::string form = pdf.stream("/Type /XObject /Subtype /Form /BBox [0 0 9 9]", "");
+    const std::string appearance = GetParam().hasAppearance ? " /AP << /N " + form + " >>" : "";
+    EXPECT_EQ(annotationsOf("<< /Type /Annot /Rect [1 12 3 20] " + std::string(GetParam().entries) +
+                                appearance + " >>",
+                            pdf),
+              GetParam().isPrinted ? std::vector({Rectangle{1, 12, 2, 8}})
+                                   : std::vector<Rectangle>());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    A, DescribedAnnotation,
+    testing::Values(Annotation{"Stamp", "/Subtype /Stamp /F 4", true, true},
+                    Annotation{"StampOutOfView", "/Subtype /Stamp /F 36", true, true},
+                    Annotation{"StampForTheScreen", "/Subtype /Stamp", true, false},
+                    Annotation{"HiddenStamp", "/Subtype /Stamp /F 6", true, false},
+                    Annotation{"StampWithoutAppearance", "/Subtype /Stamp /F 4", false, false},
+                    Annotation{"FieldWithoutAppearance", "/Subtype /Widget /F 4", false, true},
+                    Annotation{"SolidModel", "/Subtype /3D", true, true},
+                    Annotation{"Link", "/Subtype /Link /F 4", true, false}),
+    [](const auto& tested) { return tested.param.name; });
+
+TEST(HelperRenderer, JoinsTheClosestOfTooManyAnnotations) {
+    std::string annotations;
+    for (int i = 0; i < 17; ++i) {
+        const std::string left = std::to_string(i < 16 ? 5 * i : 78); // the last by the one before
+        const std::string right = std::to_string(i < 16 ? 5 * i + 2 : 80);
+        annotations +=
+            "<< /Type /Annot /Subtype /Widget /F 4 /Rect [" + left + " 1 " + right + " 9] >>";
+    }
+    const std::vector<Rectangle> areas = annotationsOf(annotations);
+    ASSERT_EQ(areas.size(), mostAnnotationAreas);
+    EXPECT_EQ(areas.front(), (Rectangle{0, 1, 2, 8}));
+    EXPECT_EQ(areas.back(), (Rectangle{75, 1, 5, 8}));
 }
 
 TEST(HelperRenderer, FindsForeignColours) {

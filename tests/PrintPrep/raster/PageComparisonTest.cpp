@@ -67,6 +67,15 @@ TEST(PageComparison, TellsAShift) {
     EXPECT_EQ(differenceOf(picture(blocks).moved(1, 4, 0)), "is shifted by about 2 mm");
 }
 
+TEST(PageComparison, TellsAShiftInBothDirections) {
+    EXPECT_EQ(differenceOf(picture(blocks).moved(1, -6, 8)), "is shifted by about 5 mm");
+}
+
+TEST(PageComparison, TellsAShiftByManySmallPixels) {
+    const Frame fine = {{0, 0, width, height}, {}, 0.08};
+    EXPECT_EQ(differenceOf(picture(blocks).moved(1, 0, 25), fine), "is shifted by about 2 mm");
+}
+
 TEST(PageComparison, TellsAScale) {
     EXPECT_EQ(differenceOf(picture(blocks).moved(0.95, 0, 0)), "has another scale");
 }
@@ -110,7 +119,26 @@ TEST(PageComparison, LooksOnlyAtThePage) {
 TEST(PageComparison, LeavesOutWhatIsToBeIgnored) {
     const PageView found =
         picture([](int x, int y) { return isIn(x, y, 30, 40, 70, 60) ? 230 : blocks(x, y); });
-    EXPECT_EQ(differenceOf(found, {{0, 0, width, height}, {28, 38, 72, 62}, 0.5}), "none");
+    EXPECT_EQ(differenceOf(found, {{0, 0, width, height}, {{28, 38, 72, 62}}, 0.5}), "none");
+}
+
+TEST(PageComparison, SeesBetweenWhatIsToBeIgnored) {
+    const PageView found =
+        picture([](int x, int y) { return isIn(x, y, 90, 50, 110, 150) ? 230 : blocks(x, y); });
+    EXPECT_FALSE(isRight(picture(blocks), found,
+                         {{0, 0, width, height}, {{0, 0, 20, 20}, {140, 180, 160, 200}}, 0.5}));
+}
+
+TEST(PageComparison, SeesThatAllIsMissingUnderWhatIsToBeIgnored) {
+    const Frame coveredPage = {{0, 0, width, height}, {{0, 0, width, height}}, 0.5};
+    const PageView blank = picture([](int, int) { return 255; });
+    EXPECT_FALSE(isRight(picture(blocks), blank, coveredPage));
+    EXPECT_EQ(differenceOf(blank, coveredPage), "is blank");
+}
+
+TEST(PageComparison, ForgivesThatANextToInvisibleTintIsMissing) {
+    const PageView blank = picture([](int, int) { return 255; });
+    EXPECT_TRUE(isRight(picture([](int, int) { return 252; }), blank, wholePage));
 }
 
 TEST(PageComparison, OfEmptyPagesFindsNothing) {
@@ -126,15 +154,16 @@ TEST(PageComparisonFrame, IsThePageWithoutItsOutermostPixels) {
     EXPECT_NEAR(found.pixelMM, 0.3, 1e-9);
     EXPECT_NEAR(static_cast<double>(found.page.left), 10 / 0.3 + 1, 1);
     EXPECT_NEAR(static_cast<double>(found.page.bottom), 110 / 0.3 - 1, 1);
-    EXPECT_EQ(found.ignored.right, 0);
+    EXPECT_TRUE(found.ignored.empty());
 }
 
 TEST(PageComparisonFrame, HasWhatIsToBeIgnoredFromTheTop) {
     const PrintSettings settings = {100, 100, 0, true, true};
     const auto placement = PageGeometry::place({0, 0, 100, 100}, settings);
-    const Frame found = frame(placement, {0, 80, 20, 20}, settings);
-    EXPECT_TRUE(found.ignored.contains(10, 10));
-    EXPECT_FALSE(found.ignored.contains(10, found.page.bottom - 10));
+    const Frame found = frame(placement, {{0, 80, 20, 20}}, settings);
+    ASSERT_EQ(found.ignored.size(), 1U);
+    EXPECT_TRUE(found.ignored[0].contains(10, 10));
+    EXPECT_FALSE(found.ignored[0].contains(10, found.page.bottom - 10));
 }
 
 } // namespace

@@ -61,10 +61,22 @@ TEST(Reply, HasARotationByQuarterTurns) {
 
 TEST(Reply, HasAnnotationsOfPositiveSizeOrNone) {
     Reply reply = measured({0, 0, 1, 1});
-    reply.annotations = {1, 1, 2, 2};
-    EXPECT_TRUE(isPlausible(reply, Kind::describePage));
-    reply.annotations = {1, 1, 2, -2};
+    reply.annotations[0] = {1, 1, 2, 2};
+    reply.annotations[1] = {1, 1, 2, -2};
+    for (reply.annotationCount = 0; reply.annotationCount <= 1; ++reply.annotationCount)
+        EXPECT_TRUE(isPlausible(reply, Kind::describePage)) << reply.annotationCount;
     EXPECT_FALSE(isPlausible(reply, Kind::describePage));
+}
+
+TEST(Reply, HasNoMoreAnnotationsThanFitIn) {
+    Reply reply = measured({0, 0, 1, 1});
+    reply.annotations.fill({1, 1, 2, 2});
+    reply.annotationCount = mostAnnotationAreas;
+    EXPECT_TRUE(isPlausible(reply, Kind::describePage));
+    for (const std::int64_t count : {-1, static_cast<int>(mostAnnotationAreas) + 1}) {
+        reply.annotationCount = count;
+        EXPECT_FALSE(isPlausible(reply, Kind::describePage)) << count;
+    }
 }
 
 TEST(Reply, HasAKnownForeignColor) {

@@ -2,6 +2,8 @@
 
 #include "PrintPrep/raster/PageRenderer.h"
 
+#include <set>
+
 #include <Annot.h>
 #include <Gfx.h>
 #include <GfxState.h>
@@ -38,6 +40,7 @@ public:
     bool useDrawChar() override { return true; }
     bool interpretType3Chars() override { return true; }
     bool useShadedFills(int /*type*/) override { return true; }
+    bool useTilingPatternFill() override { return true; }
 
     void stroke(GfxState* state) override { note(state->getStrokeColorSpace()); }
     void fill(GfxState* state) override { note(state->getFillColorSpace()); }
@@ -53,6 +56,19 @@ public:
             note(state->getFillColorSpace());
         if (mode == 1 || mode == 2)
             note(state->getStrokeColorSpace());
+    }
+
+    /// One cell, once, tells what all have: a page can hold millions.
+    bool tilingPatternFill(GfxState* state, Gfx* interpreter, Catalog* /*catalog*/,
+                           GfxTilingPattern* pattern, const double* matrix, int /*x0*/, int /*y0*/,
+                           int /*x1*/, int /*y1*/, double /*xStep*/, double /*yStep*/) override {
+        constexpr int uncolored = 2; // ISO 32000-1, table 75
+        if (pattern->getPaintType() == uncolored)
+            note(state->getFillColorSpace()); // by now the one below the pattern's
+        else if (softMaskDepth_ == 0 && isNew(*pattern))
+            interpreter->drawForm(pattern->getContentStream(), pattern->getResDict(), matrix,
+                                  pattern->getBBox());
+        return true;
     }
 
     bool functionShadedFill(GfxState* /*state*/, GfxFunctionShading* shading) override {
@@ -132,6 +148,12 @@ private:
         return static_cast<const ColorAudit*>(audit)->found_ != ForeignColor::none;
     }
 
+    /// Cells can paint with each other's patterns, and even with their own. Each is a stream and so
+    /// has an object number.
+    bool isNew(const GfxTilingPattern& pattern) {
+        return patterns_.insert(pattern.getPatternRefNum()).second;
+    }
+
     bool noteShading(GfxShading& shading) {
         note(shading.getColorSpace());
         return true;
@@ -174,6 +196,8 @@ private:
 
     ForeignColor found_ = ForeignColor::none;
     int softMaskDepth_ = 0;
+    /// The object numbers of those whose cells have been followed.
+    std::set<int> patterns_;
 };
 
 } // namespace Bleedwise::Poppler

@@ -72,6 +72,31 @@ void addMaskedPage(TestPDF& pdf) {
               "/ExtGState << /M << /SMask << /S /Luminosity /G " + form + " >> >> >>"});
 }
 
+/// A page filled with a pattern of ten thousand million cells, and then with `contents`.
+std::function<void(TestPDF&)> tiled(int paintType, const std::string& cell,
+                                    const std::string& color, const std::string& contents = {}) {
+    return [=](TestPDF& pdf) {
+        const std::string pattern =
+            pdf.stream("/Type /Pattern /PatternType 1 /PaintType " + std::to_string(paintType) +
+                           " /TilingType 1 /BBox [0 0 0.0001 0.0001] /XStep 0.0001 /YStep 0.0001 "
+                           "/Resources << >>",
+                       cell);
+        pdf.page({color + " /P scn 0 0 10 10 re f " + contents,
+                  "/Pattern << /P " + pattern +
+                      " >> /ColorSpace << /R [/Pattern /DeviceRGB] /K [/Pattern /DeviceCMYK] >>"});
+    };
+}
+
+/// A page filled with a pattern whose cell is filled with itself.
+void addPageTiledWithItself(TestPDF& pdf) {
+    const std::string pattern =
+        pdf.stream("/Type /Pattern /PatternType 1 /PaintType 1 /TilingType 1 /BBox [0 0 9 9] "
+                   "/XStep 9 /YStep 9 /Resources << /Pattern << /P 3 0 R >> >>",
+                   "/Pattern cs /P scn 0 0 9 9 re f 1 0 0 rg 0 0 9 9 re f");
+    ASSERT_EQ(pattern, "3 0 R");
+    pdf.page({"/Pattern cs /P scn 0 0 24 24 re f", "/Pattern << /P 3 0 R >>"});
+}
+
 const std::string toCMYK =
     "/DeviceCMYK << /FunctionType 2 /Domain [0 1] /N 1 /C0 [0 0 0 0] /C1 [0 1 0 0] >>";
 
@@ -123,6 +148,13 @@ const std::vector<Case> cases = {
                  return "[/DeviceN [/Gold] /DeviceRGB << /FunctionType 2 /Domain [0 1] /N 1 "
                         "/C0 [1 1 1] /C1 [1 1 0] >>]";
              })},
+    {"DenseRGBPattern", ForeignColor::rgb, tiled(1, "1 0 0 rg 0 0 1 1 re f", "/Pattern cs")},
+    {"DenseCMYKPattern", ForeignColor::none, tiled(1, "1 0 0 0 k 0 0 1 1 re f", "/Pattern cs")},
+    {"RGBAfterADensePattern", ForeignColor::rgb,
+     tiled(1, "1 0 0 0 k 0 0 1 1 re f", "/Pattern cs", "1 0 0 rg 0 0 9 9 re f")},
+    {"DensePatternTintedInRGB", ForeignColor::rgb, tiled(2, "0 0 1 1 re f", "/R cs 1 0 0")},
+    {"DensePatternTintedInCMYK", ForeignColor::none, tiled(2, "0 0 1 1 re f", "/K cs 1 0 0 0")},
+    {"PatternOfItself", ForeignColor::rgb, addPageTiledWithItself},
     {"RGBSoftMask", ForeignColor::none, addMaskedPage},
     {"PrintedAnnotation", ForeignColor::rgb, annotated(4)},
     {"AnnotationThatIsNotPrinted", ForeignColor::none, annotated(0)},
