@@ -19,7 +19,7 @@
 namespace Bleedwise::RendererProtocol {
 
 /// To be raised with every change in this file.
-inline constexpr std::uint32_t version = 4;
+inline constexpr std::uint32_t version = 5;
 
 enum class Kind : std::uint32_t {
     /// Attached: a document for reading. The reply has its page count.

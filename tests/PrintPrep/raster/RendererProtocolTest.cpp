@@ -101,7 +101,7 @@ TEST(Reply, NeedsNothingElseWhenItIsARefusal) {
 
 TEST(Reply, HasAKnownStatus) {
     Reply reply = opened(1);
-    for (const std::uint32_t status : {0U, 6U, ~0U}) {
+    for (const std::uint32_t status : {0U, 7U, ~0U}) {
         reply.status = static_cast<Status>(status);
         EXPECT_FALSE(isPlausible(reply, Kind::openDocument)) << status;
     }
