@@ -460,8 +460,10 @@ bool Calculator::evaluate(std::span<const double> input, std::span<double> outpu
             break;
         case Operator::idiv:
             isDone = stack.hasIntegers(2) && stack.top().number != 0 &&
-                     stack.joinIntegers(
-                         [](std::int64_t a, std::int64_t b) { return static_cast<double>(a / b); });
+                     stack.joinIntegers([](std::int64_t a, std::int64_t b) {
+                         const std::int64_t quotient = a / b;
+                         return static_cast<double>(quotient);
+                     });
             break;
         case Operator::index:
             isDone = stack.index();
