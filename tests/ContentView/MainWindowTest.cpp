@@ -357,6 +357,9 @@ TEST_F(MainWindowTest, OpensItsMenuAtNoEntryByAClick) {
 
 /// The window with a posing updater, which has something to say that nobody asked for.
 class WindowWithUpdater : public MainWindowTest {
+public:
+    ~WindowWithUpdater() override { window.reset(); }
+
 protected:
     WindowWithUpdater() {
         QQmlComponent component(&engine);
@@ -380,8 +383,6 @@ protected:
         EXPECT_NE(updater, nullptr) << component.errorString().toStdString();
         window->setProperty("updater", QVariant::fromValue(updater.get()));
     }
-
-    ~WindowWithUpdater() override { window.reset(); }
 
     bool isShowing() const { return updater->property("showing").toBool(); }
     QObject* panel() { return window->findChild<QObject*>("updatePanel"); }
