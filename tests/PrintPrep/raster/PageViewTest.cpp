@@ -19,8 +19,8 @@ PageView numbered() {
 }
 
 TEST(PageView, IsTheLightThatInksLeave) {
-    PixelBuffer pixels = PixelBuffer::zeroed(4 * 4);
     const std::vector<std::uint8_t> inks = {0, 0, 0, 0, 255, 0, 102, 0, 0, 0, 0, 255, 0, 0, 0, 102};
+    PixelBuffer pixels = PixelBuffer::zeroed(inks.size());
     std::copy(inks.begin(), inks.end(), pixels.data());
     const PageView view(PixelSize{2, 2}, pixels);
     EXPECT_EQ(view.planes()[0], (Plane{255, 0, 0, 153}));
