@@ -220,10 +220,11 @@ public:
     }
 
     std::vector<std::string> gaps() const {
-        if (!isReadable_ && !hasFailed_)
+        // Without the profile, or at a size that no page has, the run fails by itself.
+        if ((!isReadable_ && !hasFailed_) || !profile_)
             return {};
         const std::lock_guard lock(mutex_);
-        if (!isReadable_ || !profile_ || unchecked_.size() == resultPages_)
+        if (!isReadable_ || unchecked_.size() == resultPages_)
             return {"The result could not be checked."};
         std::vector<std::string> lines;
         for (const int number : unchecked_)
