@@ -8,7 +8,8 @@
 #include <string_view>
 
 /// Lossless compression of a page's bitmap for a PDF's filters, on as many threads as there are
-/// cores. The same bitmap gives the same bytes on the same kind of processor. Any thread.
+/// cores. The same bitmap gives the same bytes on the same kind of processor. A bitmap that another
+/// process changes meanwhile gives well-formed bytes for one of its size. Any thread.
 namespace Bleedwise::ImageCompression {
 
 using Sink = std::function<void(std::string_view)>;
