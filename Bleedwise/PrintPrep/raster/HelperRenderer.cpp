@@ -31,8 +31,9 @@ using RendererProtocol::Status;
 /// A smaller bitmap is drawn sooner than another process has started.
 constexpr std::int64_t worthAnotherProcess = 4 << 20;
 
-/// Every part of a page costs reading all of its images: from one image pixel for so many of the
-/// page's on, two processes are hardly faster than one and take nearly twice its time together.
+/// Every part of a page costs reading all of its images: from one pixel of those that take long to
+/// read for so many of the page's on, two processes are hardly faster than one and take nearly twice
+/// its time together.
 constexpr std::int64_t mostImagePixels = 2;
 
 /// What a process holds while it draws, beside the finished rows, is bounded by this.

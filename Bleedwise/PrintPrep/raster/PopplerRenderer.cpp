@@ -227,6 +227,16 @@ private:
         return result;
     }
 
+    /// Whether to read the image costs far less than to convert and scale it, which each part of a
+    /// page does for its own rows only.
+    static bool isQuicklyRead(const Dict& image) {
+        const Object filter = image.lookup("Filter");
+        const bool isJPEG = filter.isName("DCTDecode") ||
+                            (filter.isArray() && filter.arrayGetLength() == 1 &&
+                             filter.arrayGet(0).isName("DCTDecode"));
+        return isJPEG && !image.hasKey("SMask") && !image.hasKey("Mask");
+    }
+
     static std::int64_t imagePixelsOf(Page& page) {
         Dict* resources = page.getResourceDict();
         const Object objects = resources ? resources->lookup("XObject") : Object(objNull);
@@ -234,7 +244,7 @@ private:
         for (int i = 0; objects.isDict() && i < objects.dictGetLength(); ++i) {
             const Object object = objects.dictGetVal(i);
             const Dict* image = object.isStream() ? object.streamGetDict() : nullptr;
-            if (!image || !image->lookup("Subtype").isName("Image"))
+            if (!image || !image->lookup("Subtype").isName("Image") || isQuicklyRead(*image))
                 continue;
             pixels += std::abs(image->lookup("Width").getNumWithDefaultValue(0) *
                                image->lookup("Height").getNumWithDefaultValue(0));

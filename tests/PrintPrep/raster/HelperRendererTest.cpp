@@ -85,6 +85,16 @@ std::string imageOf(TestPDF& pdf, const std::string& entries) {
                       Testing::hexadecimal(pixels));
 }
 
+/// With more rows than any sheet here.
+std::string reducedImageOf(TestPDF& pdf) {
+    std::string pixels;
+    for (int index = 0; index < 90 * 4000; ++index)
+        pixels += static_cast<char>(index * 37 % 251);
+    return pdf.stream("/Type /XObject /Subtype /Image /Width 90 /Height 4000 /BitsPerComponent 8 "
+                      "/ColorSpace /DeviceGray /Filter /ASCIIHexDecode",
+                      Testing::hexadecimal(pixels));
+}
+
 const std::string ramp =
     "/Function << /FunctionType 2 /Domain [0 1] /N 1 /C0 [1 0 0] /C1 [0 0 1] >>";
 const std::string axial = "<< /ShadingType 2 /ColorSpace /DeviceRGB /Coords [2 3 21 20] "
@@ -125,6 +135,21 @@ std::vector<Artwork> artworks() {
     }
     {
         TestPDF pdf;
+        const std::string mask =
+            pdf.stream("/Type /XObject /Subtype /Form /BBox [1 1 23 23] /Group << /S /Transparency "
+                       "/CS /DeviceGray /I true >> /Resources << /Shading << /A " +
+                           axial +
+                           " /F << /ShadingType 1 /ColorSpace /DeviceGray /Function << "
+                           "/FunctionType 2 /Domain [0 1 0 1] /N 1 >> >> >> >>",
+                       "0.5 w 1 1 8.3 22 re W n /A sh Q q 9.1 3.3 m 24 0 l 21 22 l h W n 24 0 0 24 "
+                       "0 0 cm /F sh Q");
+        pdf.page({"/M gs 1 0 1 rg 0 0 24 24 re f", "/ExtGState << /M << /SMask << /S /Luminosity "
+                                                   "/G " +
+                                                       mask + " >> >> >>"});
+        all.push_back({"GraySoftMask", pdf.bytes()});
+    }
+    {
+        TestPDF pdf;
         const std::string form =
             pdf.stream("/Type /XObject /Subtype /Form /BBox [0 0 24 24] /Group << /S /Transparency "
                        "/K true >>",
@@ -150,6 +175,16 @@ std::vector<Artwork> artworks() {
         pdf.page({"q 20 3 -3 20 3.3 1.1 cm /I Do Q q 9 0 0 9 14 14 cm /J Do Q",
                   "/XObject << /I " + image + " /J " + smooth + " >>"});
         all.push_back({"Images", pdf.bytes()});
+    }
+    {
+        TestPDF pdf;
+        const std::string repeated = imageOf(pdf, "");
+        const std::string smooth = imageOf(pdf, "/Interpolate true");
+        const std::string reduced = reducedImageOf(pdf);
+        pdf.page({"q 7.9 0 0 22.3 0.1 1.1 cm /R Do Q q 7.7 0 0 23 8.3 0.3 cm /S Do Q q 0.5 0 0 24 "
+                  "17 0 cm /M Do Q",
+                  "/XObject << /R " + repeated + " /S " + smooth + " /M " + reduced + " >>"});
+        all.push_back({"UprightImages", pdf.bytes()});
     }
     return all;
 }

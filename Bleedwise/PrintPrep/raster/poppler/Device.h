@@ -4,6 +4,7 @@
 #include "PrintPrep/raster/poppler/GlyphPainter.h"
 #include "PrintPrep/raster/poppler/GraphicsStateScan.h"
 #include "PrintPrep/raster/poppler/HueBlending.h"
+#include "PrintPrep/raster/poppler/ImagePainter.h"
 #include "PrintPrep/raster/poppler/Matte.h"
 #include "PrintPrep/raster/poppler/Shadings.h"
 #include "PrintPrep/raster/poppler/SolidRectangle.h"
@@ -143,10 +144,14 @@ public:
                    GfxImageColorMap* map, bool interpolate, const int* maskColors,
                    bool isInline) override {
         const auto replaced = managedMap(state, *stream, width, height, *map);
+        GfxImageColorMap* used = replaced ? replaced.get() : map;
+        if (!maskColors && !isInline &&
+            paintImage(*state, *getSplash(), colors_.target().isRGB, *stream, width, height, *used,
+                       interpolate))
+            return;
         const AddedInks added = addedImage(state, replaced.get());
-        SplashOutputDev::drawImage(state, reference, stream, width, height,
-                                   replaced ? replaced.get() : map, interpolate, maskColors,
-                                   isInline);
+        SplashOutputDev::drawImage(state, reference, stream, width, height, used, interpolate,
+                                   maskColors, isInline);
     }
     void drawMaskedImage(GfxState* state, Object* reference, Stream* stream, int width, int height,
                          GfxImageColorMap* map, bool interpolate, Stream* mask, int maskWidth,
@@ -228,8 +233,9 @@ public:
     bool functionShadedFill(GfxState* state, GfxFunctionShading* shading) override {
         const auto managed = managedSpace(state, *shading);
         const auto toDomain = UserSpace::of(shading->getMatrix());
-        if (toDomain && fillShading(state, *shading, [&](const UserSpace& toUser, bool isRGB) {
-                return FunctionPattern(*shading, toUser, *toDomain, isRGB);
+        if (toDomain &&
+            fillShading(state, *shading, [&](const UserSpace& toUser, SplashColorMode mode) {
+                return FunctionPattern(*shading, toUser, *toDomain, mode);
             }))
             return true;
         dependsOnRows_ = true;
@@ -419,25 +425,24 @@ private:
     template <typename Position>
     bool fillRamp(GfxState* state, GfxUnivariateShading& shading, const Position& position) {
         return position.isUsable() &&
-               fillShading(state, shading, [&](const UserSpace& toUser, bool isRGB) {
-                   return RampPattern<Position>(position, shading, toUser, isRGB);
+               fillShading(state, shading, [&](const UserSpace& toUser, SplashColorMode mode) {
+                   return RampPattern<Position>(position, shading, toUser, mode);
                });
     }
 
-    /// Fills the clip with a shading's pattern; false when that is Poppler's own business: inside a
-    /// soft mask that has another kind of colours. Process colours replace what is there, whatever
-    /// the overprint mode, which is not for shadings (ISO 32000-1, 8.6.7).
+    /// Fills the clip with a shading's pattern; false when user space has no extent. Process
+    /// colours replace what is there, whatever the overprint mode, which is not for shadings (ISO
+    /// 32000-1, 8.6.7).
     template <typename MakePattern>
     bool fillShading(GfxState* state, GfxShading& shading, const MakePattern& makePattern) {
-        const bool isRGB = colors_.target().isRGB;
         const auto toUser = UserSpace::of(*state);
         const auto* space = dynamic_cast<const ManagedColorSpace*>(shading.getColorSpace());
         const bool isSpot = space && space->overprint() != Overprint::replacing;
         const bool overprints = state->getFillOverprint() && isSpot;
-        if (!toUser || getBitmap()->getMode() != (isRGB ? splashModeRGB8 : splashModeCMYK8))
+        if (!toUser)
             return false;
 
-        auto pattern = makePattern(*toUser, isRGB);
+        auto pattern = makePattern(*toUser, getBitmap()->getMode());
         SplashPath path = shadedRegion(state, shading, *toUser);
         const bool antialias = getVectorAntialias();
         setVectorAntialias(true); // the interpreter has switched it off for shadings

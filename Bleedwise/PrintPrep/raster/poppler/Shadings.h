@@ -261,12 +261,23 @@ private:
     double a_ = 0;
 };
 
-/// How all of a shading's patterns come by a colour's bytes.
-inline void colorBytes(GfxShading& shading, const GfxColor& color, bool isRGB,
+/// Bytes of a pixel in a bitmap of the kinds that the device draws.
+inline std::size_t pixelBytes(SplashColorMode mode) {
+    return mode == splashModeMono8 ? 1 : mode == splashModeRGB8 ? 3 : 4;
+}
+
+/// How all of a shading's patterns come by a colour's bytes, as a bitmap of this kind has them.
+inline void colorBytes(GfxShading& shading, const GfxColor& color, SplashColorMode mode,
                        unsigned char* bytes) {
+    if (mode == splashModeMono8) {
+        GfxGray gray = 0;
+        shading.getColorSpace()->getGray(&color, &gray);
+        *bytes = colToByte(gray);
+        return;
+    }
     std::array<std::uint16_t, 4> numbers{};
-    convertThrough(*shading.getColorSpace(), isRGB, color, numbers.data());
-    for (std::size_t i = 0; i < (isRGB ? 3 : 4); ++i)
+    convertThrough(*shading.getColorSpace(), mode == splashModeRGB8, color, numbers.data());
+    for (std::size_t i = 0; i < pixelBytes(mode); ++i)
         bytes[i] = static_cast<unsigned char>((numbers[i] + 128) / 257);
 }
 
@@ -321,8 +332,8 @@ class FunctionPattern final : public SplashPattern {
 public:
     /// `toDomain` leads from user space to the function's.
     FunctionPattern(GfxFunctionShading& shading, const UserSpace& toUser, const UserSpace& toDomain,
-                    bool isRGB)
-        : shading_(shading), toUser_(toUser), toDomain_(toDomain), isRGB_(isRGB) {
+                    SplashColorMode mode)
+        : shading_(shading), toUser_(toUser), toDomain_(toDomain), mode_(mode) {
         shading.getDomain(&left_, &bottom_, &right_, &top_);
         for (int i = 0; i < shading.getNFuncs(); ++i) {
             auto function = CalculatedFunction::of(*shading.getFunc(i));
@@ -335,7 +346,7 @@ public:
     }
 
     SplashPattern* copy() const override {
-        return new FunctionPattern(shading_, toUser_, toDomain_, isRGB_);
+        return new FunctionPattern(shading_, toUser_, toDomain_, mode_);
     }
 
     bool getColor(int x, int y, SplashColorPtr color) override {
@@ -345,7 +356,7 @@ public:
         GfxColor exact{};
         if (!calculate(domainX, domainY, exact))
             shading_.getColor(domainX, domainY, &exact);
-        colorBytes(shading_, exact, isRGB_, color);
+        colorBytes(shading_, exact, mode_, color);
         return true;
     }
 
@@ -354,7 +365,7 @@ public:
         return isPainted(domainX, domainY);
     }
     bool isStatic() override { return false; }
-    bool isCMYK() override { return !isRGB_; }
+    bool isCMYK() override { return mode_ == splashModeCMYK8; }
 
 private:
     std::pair<double, double> place(int x, int y) const {
@@ -379,7 +390,7 @@ private:
     std::vector<CalculatedFunction> functions_; // none: they are Poppler's business
     UserSpace toUser_;
     UserSpace toDomain_;
-    bool isRGB_;
+    SplashColorMode mode_;
     double left_ = 0;
     double bottom_ = 0;
     double right_ = 0;
@@ -393,12 +404,12 @@ template <typename Position>
 class RampPattern final : public SplashPattern {
 public:
     RampPattern(const Position& position, GfxUnivariateShading& shading, const UserSpace& toUser,
-                bool isRGB)
-        : position_(position), shading_(shading), toUser_(toUser), isRGB_(isRGB),
+                SplashColorMode mode)
+        : position_(position), shading_(shading), toUser_(toUser), mode_(mode),
           extendsBefore_(shading.getExtend0()), extendsBehind_(shading.getExtend1()) {}
 
     SplashPattern* copy() const override {
-        return new RampPattern(position_, shading_, toUser_, isRGB_);
+        return new RampPattern(position_, shading_, toUser_, mode_);
     }
 
     bool getColor(int x, int y, SplashColorPtr color) override {
@@ -412,7 +423,7 @@ public:
             static_cast<std::size_t>(std::lround(std::clamp(*position, 0.0, 1.0) * steps));
         if (!known_[step])
             remember(step);
-        std::copy_n(colors_[step].data(), isRGB_ ? 3 : 4, color);
+        std::copy_n(colors_[step].data(), pixelBytes(mode_), color);
         return true;
     }
 
@@ -421,7 +432,7 @@ public:
         return getColor(x, y, color);
     }
     bool isStatic() override { return false; }
-    bool isCMYK() override { return !isRGB_; }
+    bool isCMYK() override { return mode_ == splashModeCMYK8; }
 
 private:
     /// Finer than the pixels of most pages.
@@ -432,14 +443,14 @@ private:
         const double t1 = shading_.getDomain1();
         GfxColor color{};
         shading_.getColor(t0 + (t1 - t0) * static_cast<double>(step) / steps, &color);
-        colorBytes(shading_, color, isRGB_, colors_[step].data());
+        colorBytes(shading_, color, mode_, colors_[step].data());
         known_[step] = true;
     }
 
     Position position_;
     GfxUnivariateShading& shading_;
     UserSpace toUser_;
-    bool isRGB_;
+    SplashColorMode mode_;
     bool extendsBefore_;
     bool extendsBehind_;
     std::vector<std::array<std::uint8_t, 4>> colors_ =

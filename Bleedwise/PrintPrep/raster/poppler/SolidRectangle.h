@@ -49,15 +49,19 @@ struct PixelRange {
     std::int64_t count() const { return std::max(0, last - first); }
 };
 
-/// The pixels between the sides that neither the sides nor the clip's touch. Poppler moves sides to
-/// pixels' edges, at most half a pixel away.
-inline PixelRange interior(const Sides& sides, double clip0, double clip1, int size) {
+inline int bounded(double position, int size) {
+    return static_cast<int>(std::clamp(position, 0.0, static_cast<double>(size)));
+}
+
+/// The pixels between sides that the sides do not touch. Poppler moves sides to pixels' edges, at
+/// most half a pixel away.
+inline PixelRange interior(double side0, double side1, int size) {
     constexpr int margin = 2;
-    const auto bounded = [&](double position) {
-        return static_cast<int>(std::clamp(position, 0.0, static_cast<double>(size)));
-    };
-    return {bounded(std::ceil(std::max(sides.device0(), clip0))) + margin,
-            bounded(std::floor(std::min(sides.device1(), clip1))) - margin};
+    return {bounded(std::ceil(side0), size) + margin, bounded(std::floor(side1), size) - margin};
+}
+
+inline PixelRange interior(const Sides& sides, double clip0, double clip1, int size) {
+    return interior(std::max(sides.device0(), clip0), std::min(sides.device1(), clip1), size);
 }
 
 /// The sides of the path if it is one upright rectangle, across and down.
