@@ -1,5 +1,7 @@
 #include "PrintPrep/raster/ColorConverter.h"
 
+#include "PrintPrep/raster/MatrixToTable.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -110,12 +112,16 @@ bool ColorConverter::keepsWhite(const Transform& pixels) const {
 
 void ColorConverter::makeTable() const {
     if (sourceChannels_ == 3) {
+        shortcut_ = MatrixToTable::of(source_, destination_, intent_, *this);
         const auto channels = static_cast<std::size_t>(destinationChannels_);
         table_ = std::make_unique<ColorTable>(
             channels, [this, channels](const std::uint16_t* colors, std::uint16_t* results,
                                        std::size_t count) {
-                cmsDoTransform(precise_.get(), colors, results,
-                               static_cast<cmsUInt32Number>(count));
+                if (shortcut_)
+                    shortcut_->convert(colors, results, count);
+                else
+                    cmsDoTransform(precise_.get(), colors, results,
+                                   static_cast<cmsUInt32Number>(count));
                 for (std::size_t i = 0; isAdditive(source_) && i < count; ++i) {
                     const std::uint16_t* color = colors + 3 * i;
                     if (std::all_of(color, color + 3, [](auto n) { return n == 0xffff; }))

@@ -12,6 +12,8 @@
 
 namespace Bleedwise {
 
+class MatrixToTable;
+
 /// ICC rendering intents in the order of their numbers (ISO 15076-1, table 23).
 enum class Intent { perceptual, relativeColorimetric, saturation, absoluteColorimetric };
 
@@ -77,8 +79,9 @@ private:
     mutable Transform pixels_;
     mutable bool pixelsKeepWhite_ = true;
     mutable std::once_flag tableOnce_;
-    mutable std::unique_ptr<ColorTable> table_; // for three source channels
-    mutable Transform tableTransform_;          // for others
+    mutable std::unique_ptr<const MatrixToTable> shortcut_; // to what the table is made of
+    mutable std::unique_ptr<ColorTable> table_;             // for three source channels
+    mutable Transform tableTransform_;                      // for others
 };
 
 } // namespace Bleedwise

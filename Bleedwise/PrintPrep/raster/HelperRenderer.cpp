@@ -8,9 +8,11 @@
 #include "PrintPrep/platform/OperationStopped.h"
 #include "PrintPrep/platform/SharedMemory.h"
 #include "PrintPrep/platform/StopSignal.h"
+#include "PrintPrep/raster/PageDivision.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <limits>
 #include <optional>
@@ -32,8 +34,8 @@ using RendererProtocol::Status;
 constexpr std::int64_t worthAnotherProcess = 4 << 20;
 
 /// Every part of a page costs reading all of its images: from one pixel of those that take long to
-/// read for so many of the page's on, two processes are hardly faster than one and take nearly twice
-/// its time together.
+/// read for so many of the page's on, two processes are hardly faster than one and take nearly
+/// twice its time together.
 constexpr std::int64_t mostImagePixels = 2;
 
 /// What a process holds while it draws, beside the finished rows, is bounded by this.
@@ -50,6 +52,10 @@ struct Worker {
     /// The number of the bitmap that it has; from 1 on.
     int bitmap = 0;
     bool isDrawing = false;
+    /// Of which part.
+    std::size_t part = 0;
+    /// The first drawing takes longer: fonts and colour tables are made for it.
+    bool hasDrawn = false;
 
     explicit Worker(const std::filesystem::path& executable) : helper(executable) {}
 };
@@ -59,7 +65,9 @@ using Workers = std::vector<std::unique_ptr<Worker>>;
 /// The rows of one request, as parts that are drawn apart.
 class Bands {
 public:
-    Bands(const RenderRequest& request, std::int64_t count) : request_(request), count_(count) {}
+    /// The rows at `bounds` begin parts.
+    Bands(const RenderRequest& request, std::vector<std::int64_t> bounds)
+        : request_(request), bounds_(std::move(bounds)), times_(bounds_.size() - 1) {}
 
     /// Every part costs as much as reading the page's contents once more, so there is one for each
     /// process and no more.
@@ -68,12 +76,14 @@ public:
         return std::clamp<std::int64_t>(std::max(processes, bands), 1, request.rowCount);
     }
 
-    bool isEmpty() const { return next_ == count_; }
+    bool isEmpty() const { return next_ == times_.size(); }
+
+    /// The number of the part that `take()` gives.
+    std::size_t next() const { return next_; }
 
     Request take() {
-        const std::int64_t begin = request_.rowCount * next_ / count_;
-        const std::int64_t end = request_.rowCount * (next_ + 1) / count_;
-        ++next_;
+        const std::int64_t begin = bounds_[next_];
+        const std::int64_t end = bounds_[++next_];
         Request band;
         band.kind = Kind::drawRows;
         band.page = request_.page;
@@ -86,10 +96,23 @@ public:
         return band;
     }
 
+    void note(std::size_t part, PageDivision::Seconds time) { times_[part] = time; }
+
+    /// The parts with what they took, if that is known of all.
+    std::vector<PageDivision::Part> noted() const {
+        std::vector<PageDivision::Part> parts;
+        for (std::size_t part = 0; part < times_.size(); ++part) {
+            if (times_[part])
+                parts.push_back({bounds_[part], bounds_[part + 1], *times_[part]});
+        }
+        return parts.size() == times_.size() ? parts : std::vector<PageDivision::Part>();
+    }
+
 private:
     const RenderRequest& request_;
-    std::int64_t count_;
-    std::int64_t next_ = 0;
+    std::vector<std::int64_t> bounds_;
+    std::vector<std::optional<PageDivision::Seconds>> times_;
+    std::size_t next_ = 0;
 };
 
 std::optional<RenderFailure> failureOf(Status status) {
@@ -308,6 +331,13 @@ private:
         worker.isDrawing = true;
     }
 
+    static void noteEnd(Worker& worker, const Reply& reply, Bands& bands) {
+        if (worker.hasDrawn)
+            bands.note(worker.part, std::chrono::microseconds(reply.microseconds));
+        worker.isDrawing = false;
+        worker.hasDrawn = true;
+    }
+
     /// Draws all rows; else says why it cannot. Nobody is left drawing.
     std::optional<RenderFailure> draw(const RenderRequest& request, const OutputProfile& profile) {
         const std::int64_t processes = workersFor(request);
@@ -322,24 +352,31 @@ private:
                                            const OutputProfile& profile, std::int64_t processes,
                                            std::int64_t parts) {
         const StopSignal stop(request.stop);
-        Bands bands(request, parts);
+        Bands bands(request, division_.bounds(request.rowCount, parts));
         std::optional<RenderFailure> failure;
         for (;;) {
             for (std::int64_t index = 0; index < processes; ++index) {
                 Worker& worker = *workers_[static_cast<std::size_t>(index)];
-                if (!worker.isDrawing && !bands.isEmpty() && !failure)
+                if (!worker.isDrawing && !bands.isEmpty() && !failure) {
+                    worker.part = bands.next();
                     handOver(worker, bands.take(), profile);
+                }
             }
             if (std::none_of(workers_.begin(), workers_.end(),
-                             [](const auto& worker) { return worker->helper.outstanding() > 0; }))
+                             [](const auto& worker) { return worker->helper.outstanding() > 0; })) {
+                if (parts > 1 && !failure)
+                    division_.learn(bands.noted(), request.rowCount);
                 return failure;
+            }
             await(workers_, stop);
             for (const auto& worker : workers_) {
                 if (!worker->helper.hasReply())
                     continue;
-                if (const auto reason = failureOf(worker->helper.receive().status))
+                const Reply reply = worker->helper.receive();
+                if (const auto reason = failureOf(reply.status))
                     failure = reason;
-                worker->isDrawing = worker->isDrawing && worker->helper.outstanding() > 0;
+                if (worker->isDrawing && worker->helper.outstanding() == 0)
+                    noteEnd(*worker, reply, bands);
             }
         }
     }
@@ -356,6 +393,7 @@ private:
     std::optional<SharedMemory> memory_;
     PixelBuffer bitmap_;
     int bitmapNumber_ = 0;
+    PageDivision division_;
 };
 
 } // namespace

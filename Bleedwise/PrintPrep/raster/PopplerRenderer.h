@@ -16,8 +16,8 @@ namespace Bleedwise::PopplerRenderer {
 
 class Document : public PageRenderer {
 public:
-    /// How many pixels the images have that the page names and that cost much to read, whatever part
-    /// of the page is drawn: all but plain JPEG.
+    /// How many pixels the images have that the page names and that cost much to read, whatever
+    /// part of the page is drawn: all but plain JPEG.
     virtual std::int64_t imagePixels(int page) = 0;
 
     /// What to do about rows that only come out right when the whole page is drawn.

@@ -19,7 +19,7 @@
 namespace Bleedwise::RendererProtocol {
 
 /// To be raised with every change in this file.
-inline constexpr std::uint32_t version = 5;
+inline constexpr std::uint32_t version = 6;
 
 enum class Kind : std::uint32_t {
     /// Attached: a document for reading. The reply has its page count.
@@ -79,15 +79,20 @@ struct Reply {
     std::int64_t annotationCount = 0;
     std::int64_t rotation = 0;
     std::int64_t foreignColor = 0;
+    /// Of a processor, for drawing.
+    std::int64_t microseconds = 0;
 };
 
 // What is sent is all of the bytes: none of them may be padding, whose content is anybody's guess.
 static_assert(sizeof(Request) == 8 + 8 + 2 * 8 + 8 * 8 + 3 * 8);
-static_assert(sizeof(Reply) == (1 + mostAnnotationAreas) * sizeof(Rectangle) + std::size_t{6} * 8);
+static_assert(sizeof(Reply) == (1 + mostAnnotationAreas) * sizeof(Rectangle) + std::size_t{7} * 8);
 static_assert(std::is_trivially_copyable_v<Request> && std::is_trivially_copyable_v<Reply>);
 
 /// More pages than a document has objects at most (ISO 32000-1, table C.1) are none.
 inline constexpr std::int64_t mostPages = 8'388'607;
+
+/// Nothing is drawn for months.
+inline constexpr std::int64_t mostMicroseconds = 10'000'000'000'000;
 
 /// Whether the renderer can do with `request`, which is not trusted either: a mistake must not
 /// grow.
@@ -148,6 +153,8 @@ inline bool isPlausible(const Reply& reply, Kind kind) {
     if (kind == Kind::auditColors)
         return reply.foreignColor >= 0 &&
                reply.foreignColor <= static_cast<std::int64_t>(ForeignColor::other);
+    if (kind == Kind::drawRows)
+        return reply.microseconds >= 0 && reply.microseconds <= mostMicroseconds;
     return true;
 }
 

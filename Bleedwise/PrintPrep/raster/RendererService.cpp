@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 #include <memory>
 #include <optional>
 #include <string>
@@ -143,6 +144,7 @@ private:
         const auto room = static_cast<std::int64_t>(bitmap_.size()) - request.offset;
         if (!document_ || !profile_ || room / 4 / request.size.width < request.rowCount)
             return reply;
+        const std::clock_t start = std::clock();
         const auto failure = document_->draw({static_cast<int>(request.page),
                                               request.size,
                                               {request.window, request.visible},
@@ -151,6 +153,7 @@ private:
                                              *profile_, bitmap_.data() + request.offset,
                                              PopplerRenderer::Document::Indivisible::refuse);
         reply.status = failure ? statusOf(*failure) : Status::done;
+        reply.microseconds = (std::clock() - start) * (1'000'000 / CLOCKS_PER_SEC);
         return reply;
     }
 

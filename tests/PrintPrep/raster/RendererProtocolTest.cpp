@@ -90,6 +90,17 @@ TEST(Reply, HasAKnownForeignColor) {
     }
 }
 
+TEST(Reply, OfADrawingHasATime) {
+    Reply reply;
+    reply.status = Status::done;
+    reply.microseconds = 0;
+    EXPECT_TRUE(isPlausible(reply, Kind::drawRows));
+    for (const std::int64_t time : {std::int64_t{-1}, std::int64_t{1} << 62}) {
+        reply.microseconds = time;
+        EXPECT_FALSE(isPlausible(reply, Kind::drawRows)) << time;
+    }
+}
+
 TEST(Reply, NeedsNothingElseWhenItIsARefusal) {
     Reply reply;
     for (const Status status :

@@ -102,11 +102,15 @@ struct ClippedRange {
     /// Those that it does not touch.
     PixelRange inner;
 
-    ClippedRange(PixelRange range, double clip0, double clip1, int size)
-        : all{std::max(range.first, bounded(std::floor(clip0) - 1, size)),
-              std::min(range.last, bounded(std::floor(clip1) + 2, size))},
-          inner(interior(std::max<double>(range.first, clip0), std::min<double>(range.last, clip1),
-                         size)) {}
+    ClippedRange(PixelRange range, double clip0, double clip1, int size) {
+        const auto pixel = [&](double position) {
+            return static_cast<int>(std::clamp(position, 0.0, static_cast<double>(size)));
+        };
+        all = {std::max(range.first, pixel(std::floor(clip0) - 1)),
+               std::min(range.last, pixel(std::floor(clip1) + 2))};
+        const PixelRange inside = insideClip(clip0, clip1, size);
+        inner = {std::max(range.first, inside.first), std::min(range.last, inside.last)};
+    }
 };
 
 inline void copyPixels(SplashBitmap& bitmap, PixelRange across, int y, const unsigned char* row) {

@@ -49,19 +49,26 @@ struct PixelRange {
     std::int64_t count() const { return std::max(0, last - first); }
 };
 
-inline int bounded(double position, int size) {
-    return static_cast<int>(std::clamp(position, 0.0, static_cast<double>(size)));
-}
-
-/// The pixels between sides that the sides do not touch. Poppler moves sides to pixels' edges, at
-/// most half a pixel away.
-inline PixelRange interior(double side0, double side1, int size) {
+/// Between the sides of a clip without paths, pixels that they do not touch. Where they let all of
+/// the bitmap's `size` pixels through there are no sides to be kept from.
+inline PixelRange insideClip(double clip0, double clip1, int size) {
     constexpr int margin = 2;
-    return {bounded(std::ceil(side0), size) + margin, bounded(std::floor(side1), size) - margin};
+    // Of the four samples along a pixel's side, Poppler's own clip for the bitmap, which ends a
+    // little before it, misses none.
+    constexpr double sample = 0.25;
+    const auto pixel = [&](double position) {
+        return static_cast<int>(std::clamp(position, 0.0, static_cast<double>(size)));
+    };
+    return {clip0 <= 0 ? 0 : pixel(std::ceil(clip0)) + margin,
+            clip1 > size - sample ? size : pixel(std::floor(clip1)) - margin};
 }
 
+/// The pixels between the sides that neither the sides nor the clip's touch. Poppler moves sides to
+/// pixels' edges, at most half a pixel away.
 inline PixelRange interior(const Sides& sides, double clip0, double clip1, int size) {
-    return interior(std::max(sides.device0(), clip0), std::min(sides.device1(), clip1), size);
+    const PixelRange clipped = insideClip(clip0, clip1, size);
+    const PixelRange range = insideClip(sides.device0() + 1, sides.device1() - 1, size);
+    return {std::max(clipped.first, range.first), std::min(clipped.last, range.last)};
 }
 
 /// The sides of the path if it is one upright rectangle, across and down.
@@ -147,10 +154,14 @@ inline bool fillSolidRectangle(GfxState& state, Splash& splash, bool isRGB) {
     const double right = x.toUser(across.last);
     const double top = y.toUser(down.first);
     const double bottom = y.toUser(down.last);
-    fillRectangle(splash, x.user0, y.user0, x.user1, top);
-    fillRectangle(splash, x.user0, bottom, x.user1, y.user1);
-    fillRectangle(splash, x.user0, top, left, bottom);
-    fillRectangle(splash, right, top, x.user1, bottom);
+    if (down.first > 0)
+        fillRectangle(splash, x.user0, y.user0, x.user1, top);
+    if (down.last < bitmap.getHeight())
+        fillRectangle(splash, x.user0, bottom, x.user1, y.user1);
+    if (across.first > 0)
+        fillRectangle(splash, x.user0, top, left, bottom);
+    if (across.last < bitmap.getWidth())
+        fillRectangle(splash, right, top, x.user1, bottom);
     fillPixels(splash, across, down);
     return true;
 }
