@@ -128,9 +128,11 @@ inline void copyPixels(SplashBitmap& bitmap, PixelRange across, int y, const uns
 /// Draws an image of `width` × `height` samples; false when that is Poppler's own business.
 inline bool paintImage(GfxState& state, Splash& splash, bool isRGB, Stream& stream, int width,
                        int height, GfxImageColorMap& map, bool interpolate) {
+    // More make no image: Poppler knows which of them not to begin with.
+    constexpr double mostSamples = 1U << 30U;
     const auto place = ImagePlace::of(state);
-    if (!place || width < 1 || height < 1 || !paintsOpaque(state, splash, isRGB) ||
-        splash.getClip()->getNumPaths() != 0)
+    if (!place || width < 1 || height < 1 || static_cast<double>(width) * height > mostSamples ||
+        !paintsOpaque(state, splash, isRGB) || splash.getClip()->getNumPaths() != 0)
         return false;
     SplashClip& clip = *splash.getClip();
     SplashBitmap& bitmap = *splash.getBitmap();

@@ -60,12 +60,14 @@ const char* const resources =
 
 CMYKImage drawn(const Case& image, const std::string& clip) {
     constexpr std::size_t mostBytesPerSample = 8;
-    const auto count = static_cast<std::size_t>(image.width * image.height) * mostBytesPerSample;
+    const std::size_t count =
+        image.bytes > 0 ? image.bytes
+                        : static_cast<std::size_t>(image.width * image.height) * mostBytesPerSample;
     TestPDF pdf;
     const std::string reference = pdf.stream(
         "/Type /XObject /Subtype /Image /Width " + std::to_string(image.width) + " /Height " +
             std::to_string(image.height) + " " + image.entries + " /Filter /ASCIIHexDecode",
-        Testing::hexadecimal(samples(image.bytes > 0 ? image.bytes : count)));
+        Testing::hexadecimal(samples(count)));
     pdf.page({"0.2 0.1 0 0 k 3 3 9.3 18 re f " + clip + image.contents,
               std::string(resources) + " /XObject << /I " + reference + " >>", "0 0 24 24",
               image.page});
@@ -141,6 +143,7 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"Turned", 41, 33, rgb, "q 0 24 -24 0 24 0 cm /I Do Q"},
         Case{"TurnedALittle", 41, 33, rgb, "q 20 2 -2 20 2 1 cm /I Do Q"},
         Case{"Small", 41, 33, rgb, "q 6 0 0 6 5.5 5.5 cm /I Do Q"},
+        Case{"OfAVastSize", 1'000'000'000, 1'000'000'000, rgb, coverPage, "", 99},
         Case{"ThinAndLong", 41, 33, rgb, "q 24 0 0 0.3 0 11.1 cm /I Do Q"}),
     [](const auto& test) { return test.param.name; });
 
