@@ -242,7 +242,7 @@ void MatrixToTable::convert(const std::uint16_t* color, std::uint16_t* result) c
     }
     for (std::size_t channel = 0; channel < outputCurves_.size(); ++channel)
         result[channel] =
-            static_cast<std::uint16_t>(curved(outputCurves_[channel], sums[channel]) + 0.5F);
+            static_cast<std::uint16_t>(std::lround(curved(outputCurves_[channel], sums[channel])));
 }
 
 } // namespace Bleedwise
