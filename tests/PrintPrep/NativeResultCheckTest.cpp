@@ -13,6 +13,7 @@
 #include "support/TestPDF.h"
 
 #include <array>
+#include <cstddef>
 #include <filesystem>
 #include <functional>
 #include <future>
@@ -20,6 +21,7 @@
 #include <sstream>
 #include <stop_token>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -632,6 +634,45 @@ TEST_P(EachNativeResult, IsNotWaitedForAfterAStopRequest) {
     check.start();
     stop.request_stop();
     EXPECT_THROW(check.fault(folder.file("out.pdf", Testing::smallPDF())), OperationStopped);
+}
+
+/// A PDF that takes very long to open: to find its pages, a stream has to be unpacked that consists
+/// of a comment of 2 GB. Each filter makes 64 bytes of one (ISO 32000-1, 7.4.5).
+std::string endlessPDF() {
+    constexpr int filters = 8;
+    constexpr char run = '\x81'; // and the next byte 128 times
+    std::string packed = "%";
+    std::string names;
+    for (int filter = 0; filter < filters; ++filter) {
+        packed.insert(packed.begin(), static_cast<char>(packed.size() - 1));
+        names += "/RunLengthDecode ";
+    }
+    packed += std::string(128, run);
+    std::string bytes = "%PDF-1.5\n";
+    const std::size_t catalog = bytes.size();
+    bytes += "1 0 obj\n<< /Type /Catalog /Pages 2 0 R >>\nendobj\n";
+    const std::size_t objects = bytes.size();
+    bytes += "3 0 obj\n<< /Type /ObjStm /N 1 /First 2000000000 /Filter [" + names + "] /Length " +
+             std::to_string(packed.size()) + " >>\nstream\n" + packed + "\nendstream\nendobj\n";
+    const std::size_t table = bytes.size();
+    const auto entry = [](char type, std::size_t place) {
+        return std::string{type, static_cast<char>(place >> 8U), static_cast<char>(place), 0};
+    };
+    const std::string entries = entry(0, 0) + entry(1, catalog) + entry(2, 3) + entry(1, objects);
+    bytes += "4 0 obj\n<< /Type /XRef /Size 4 /W [1 2 1] /Root 1 0 R /Length " +
+             std::to_string(entries.size()) + " >>\nstream\n" + entries +
+             "\nendstream\nendobj\nstartxref\n" + std::to_string(table) + "\n%%EOF\n";
+    return bytes;
+}
+
+TEST_P(EachNativeResult, OfAnInputThatTakesLongToOpenIsNotWaitedForAfterAStopRequest) {
+    const TemporaryFolder folder;
+    const path input = folder.file("in.pdf", endlessPDF());
+    std::stop_source stop;
+    std::jthread stopper([&] { stop.request_stop(); });
+    EXPECT_THROW(
+        NativeResultCheck(input, outputProfileURL(), settingsFor(bleed()), stop.get_token()),
+        OperationStopped);
 }
 
 /// The lines of a successful run, or its error, as one text.
