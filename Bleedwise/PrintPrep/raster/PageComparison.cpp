@@ -178,22 +178,24 @@ void clear(Plane& plane, std::ptrdiff_t width, std::ptrdiff_t height, const Area
 
 /// The average in a part of a view; 0 in none.
 double average(const Plane& plane, std::ptrdiff_t width, const Area& area) {
-    double sum = 0;
+    if (area.right <= area.left || area.bottom <= area.top)
+        return 0;
+    std::int64_t sum = 0;
     for (std::ptrdiff_t y = area.top; y < area.bottom; ++y) {
-        for (std::ptrdiff_t x = area.left; x < area.right; ++x)
-            sum += plane[static_cast<std::size_t>(y * width + x)];
+        const std::uint8_t* row = plane.data() + y * width;
+        sum = std::accumulate(row + area.left, row + area.right, sum);
     }
     const std::ptrdiff_t count = (area.right - area.left) * (area.bottom - area.top);
-    return area.right > area.left && area.bottom > area.top ? sum / static_cast<double>(count) : 0;
+    return static_cast<double>(sum) / static_cast<double>(count);
 }
 
 /// The average of what a page's inks keep back of the light.
 double ink(const PageView& view, const Frame& frame) {
-    Plane darkness(view.planes()[0].size());
-    for (const Plane& plane : view.planes()) {
-        for (std::size_t i = 0; i < plane.size(); ++i)
-            darkness[i] = std::max(darkness[i], static_cast<std::uint8_t>(paper - plane[i]));
-    }
+    Plane darkness(view.planes()[0].size(), paper);
+    for (const Plane& plane : view.planes())
+        choose(darkness, plane, darker);
+    for (std::uint8_t& value : darkness)
+        value = static_cast<std::uint8_t>(paper - value);
     for (const Area& area : frame.ignored)
         clear(darkness, view.width(), view.height(), area);
     return average(darkness, view.width(), frame.page);
