@@ -86,23 +86,12 @@ std::optional<OutputProfile> readProfile(const std::filesystem::path& url) {
     }
 }
 
-/// Whether a renderer lives to say that it cannot read a document.
-bool isRefused(const FileDescriptor& document) {
-    try {
-        RendererHelper helper(RendererHelper::executableURL());
-        RendererProtocol::Request request;
-        request.kind = RendererProtocol::Kind::openDocument;
-        helper.send(request, document.get(), patience);
-        return helper.receive().status == RendererProtocol::Status::notThere;
-    } catch (const RendererHelper::Failure&) {
-        return false;
-    }
-}
-
-/// A document for one thread, which gets over a page that the renderer dies of.
+/// A document for one thread, which gets over a page that the renderer dies of. A stop request ends
+/// whatever it is asked with `OperationStopped`.
 class Document {
 public:
-    explicit Document(std::filesystem::path url) : url_(std::move(url)) {}
+    Document(std::filesystem::path url, std::stop_token stop)
+        : url_(std::move(url)), stop_(std::move(stop)) {}
 
     /// Nothing when it cannot be read.
     PageRenderer* open() {
@@ -110,9 +99,11 @@ public:
             HelperRenderer::Options options;
             options.patience = patience;
             options.processes = 1;
+            options.stop = stop_;
             HelperRenderer::Opening opening(url_, options);
             renderer_ = opening.finish();
             needsPassword_ = opening.needsPassword();
+            hasFailed_ = opening.hasFailed();
             if (!renderer_)
                 deaths_ = mostDeaths;
         }
@@ -120,6 +111,7 @@ public:
     }
 
     bool needsPassword() const { return needsPassword_; }
+    bool hasFailed() const { return hasFailed_; }
 
     /// `question` is put to the renderer; nothing when it cannot answer.
     template <typename Question>
@@ -136,11 +128,11 @@ public:
     }
 
     std::optional<PageView> view(int page, const PageGeometry::Placement& placement, PixelSize size,
-                                 const OutputProfile& profile, const std::stop_token& stop) {
+                                 const OutputProfile& profile) {
         return ask([&](PageRenderer& renderer) -> std::optional<PageView> {
             const RenderResult result =
-                renderer.render({page, size, placement, 0, size.height, stop}, profile);
-            throwIfStopped(stop);
+                renderer.render({page, size, placement, 0, size.height, stop_}, profile);
+            throwIfStopped(stop_);
             if (const auto* pixels = std::get_if<PixelBuffer>(&result))
                 return PageView(size, *pixels);
             if (std::get<RenderFailure>(result) == RenderFailure::failed)
@@ -156,8 +148,10 @@ private:
     }
 
     std::filesystem::path url_;
+    std::stop_token stop_;
     std::unique_ptr<PageRenderer> renderer_;
     bool needsPassword_ = false;
+    bool hasFailed_ = false;
     int deaths_ = 0;
 };
 
@@ -187,11 +181,11 @@ public:
             throw PrintPrepError::couldNotOpenPDF();
         if (PageGeometry::isCountable(settings))
             profile_ = readProfile(profileURL);
-        Document document(inputURL);
+        Document document(inputURL, stop_.get_token());
         if (!document.open()) {
             if (document.needsPassword() || looksLikeAProgram(beginning))
                 throw PrintPrepError::couldNotOpenPDF();
-            hasFailed_ = !isRefused(file);
+            hasFailed_ = document.hasFailed();
             return;
         }
         isReadable_ = true;
@@ -233,7 +227,7 @@ public:
     }
 
     std::optional<std::string> fault(const std::filesystem::path& outputURL) {
-        Document output(outputURL);
+        Document output(outputURL, stop_.get_token());
         const PageRenderer* opened = output.open();
         throwIfStopped(outerStop_);
         if (!opened)
@@ -278,7 +272,7 @@ private:
     void drawPages() {
         std::size_t bytes = 0;
         try {
-            Document document(inputURL_);
+            Document document(inputURL_, stop_.get_token());
             for (std::size_t index = 0; index < pages_.size() && bytes < mostBytesOfViews;
                  ++index) {
                 std::optional<PageView> view = expected(document, index, Turn::none);
@@ -303,7 +297,7 @@ private:
         const PrintSettings upright = turnedBack(turn);
         std::optional<PageView> view =
             document.view(page.number, PageGeometry::place(page.description.mediaBox, upright),
-                          sizeFor(turn), *profile_, stop_.get_token());
+                          sizeFor(turn), *profile_);
         if (!view || turn == Turn::none)
             return view;
         return view->turned(turn);
@@ -384,8 +378,7 @@ private:
         const std::optional<PageView> upright = expectedUpright(input, index);
         throwIfStopped(outerStop_);
         const std::optional<PageView> found =
-            upright ? output.view(number, {sheet, sheet}, sizeFor(Turn::none), *profile_,
-                                  stop_.get_token())
+            upright ? output.view(number, {sheet, sheet}, sizeFor(Turn::none), *profile_)
                     : std::nullopt;
         if (!found) {
             noteUnchecked(number);
@@ -463,8 +456,7 @@ private:
     bool isBlank(Document& output, int number) const {
         const Rectangle sheet = PageGeometry::sheet(settings_);
         const std::optional<PageView> view =
-            profile_ ? output.view(number, {sheet, sheet}, sizeFor(Turn::none), *profile_,
-                                   stop_.get_token())
+            profile_ ? output.view(number, {sheet, sheet}, sizeFor(Turn::none), *profile_)
                      : std::nullopt;
         const auto isPaper = [](const PageView::Plane& plane) {
             return std::all_of(plane.begin(), plane.end(),
@@ -482,7 +474,7 @@ private:
         int firstWrong = static_cast<int>(count) + 1;
         std::string wrong;
         const auto look = [&](Document& document) {
-            Document input(inputURL_);
+            Document input(inputURL_, stop_.get_token());
             for (int number = next++; number <= static_cast<int>(count); number = next++) {
                 throwIfStopped(outerStop_);
                 const auto fault = faultOfPage(input, document, count, number);
@@ -501,7 +493,7 @@ private:
             {count / pagesPerThread, mostThreads, HelperRenderer::Options::availableProcessors()});
         for (std::size_t thread = 1; thread < useful; ++thread)
             others.push_back(std::async(std::launch::async, [&] {
-                Document own(outputURL);
+                Document own(outputURL, stop_.get_token());
                 look(own);
             }));
         look(output);

@@ -12,6 +12,8 @@
 #include "support/TemporaryFolder.h"
 #include "support/TestPDF.h"
 
+#include <array>
+#include <cstddef>
 #include <filesystem>
 #include <functional>
 #include <future>
@@ -19,6 +21,7 @@
 #include <sstream>
 #include <stop_token>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -150,10 +153,11 @@ void addImage(Result& result, const std::string& space, const std::string& data)
                "/XObject << /I " + image + " >>");
 }
 
-/// With a spot colour of so light a tint that nobody sees it, described in `alternate`.
+/// With a spot colour of so light a tint on so little that nobody sees it, described in
+/// `alternate`.
 void addSpot(Result& result, const std::string& alternate, const std::string& white,
              const std::string& full) {
-    result.add(artwork(result.bleed) + " /S cs 0.02 scn 1 1 9 9 re f", "1 0 0 1 0 0",
+    result.add(artwork(result.bleed) + " /S cs 0.02 scn 1 1 3 3 re f", "1 0 0 1 0 0",
                "/ColorSpace << /S [/Separation /Gold " + alternate +
                    " << /FunctionType 2 /Domain [0 1] /N 1 /C0 [" + white + "] /C1 [" + full +
                    "] >>] >>");
@@ -406,6 +410,106 @@ TEST_P(EachNativeResult, GetsNoPageBoxesWhenItIsWrong) {
     EXPECT_EQ(Testing::contents(folder / "out.pdf"), result.bytes());
 }
 
+// Artwork that is hardly to be seen from afar.
+
+/// A page with five lines of small print on colour all over it.
+struct SmallPrint {
+    const char* name;
+    double size;
+    /// The operators that set its colour, and that paint the ground.
+    const char* ink;
+    const char* ground;
+};
+
+void PrintTo(const SmallPrint& print, std::ostream* stream) {
+    *stream << print.name;
+}
+
+const std::string magenta = "0 0.5 0 0 k 0 0 999 999 re f";
+const std::string gradient = "/S sh";
+
+const std::vector<SmallPrint> smallPrints = {
+    {"WhiteOf6PointOnMagenta", 6, "0 0 0 0 k", magenta.c_str()},
+    {"BlackOf6PointOnMagenta", 6, "0 0 0 1 k", magenta.c_str()},
+    {"WhiteOf8PointOnMagenta", 8, "0 0 0 0 k", magenta.c_str()},
+    {"BlackOf8PointOnMagenta", 8, "0 0 0 1 k", magenta.c_str()},
+    {"WhiteOf10PointOnMagenta", 10, "0 0 0 0 k", magenta.c_str()},
+    {"BlackOf10PointOnMagenta", 10, "0 0 0 1 k", magenta.c_str()},
+    {"WhiteOf6PointOnAGradient", 6, "0 0 0 0 k", gradient.c_str()},
+    {"BlackOf6PointOnAGradient", 6, "0 0 0 1 k", gradient.c_str()},
+};
+
+const std::string printResources =
+    "/Font << /F << /Type /Font /Subtype /Type1 /BaseFont /Helvetica >> >> /Shading << /S << "
+    "/ShadingType 2 /ColorSpace /DeviceCMYK /Coords [0 0 300 450] /Extend [true true] /Function << "
+    "/FunctionType 2 /Domain [0 1] /N 1 /C0 [0.5 0.3 0 0] /C1 [0.1 0.4 0.8 0] >> >> >>";
+
+std::string contentsOf(const SmallPrint& print) {
+    std::string contents = std::string(print.ground) + " BT " + print.ink + " /F " +
+                           numbers({print.size}) + "Tf " + numbers({1.2 * print.size}) +
+                           "TL 60 250 Td ";
+    for (int line = 0; line < 5; ++line)
+        contents += "(Printed on paper from well kept woods) Tj T* ";
+    return contents + "ET";
+}
+
+std::string inputOf(Bleed bleed, const SmallPrint& print) {
+    return TestPDF::ofPage(
+        {contentsOf(print), printResources, mediaBox(pageWidth(bleed), pageHeight(bleed))});
+}
+
+class SmallPrintInANativeResult : public testing::TestWithParam<std::tuple<SmallPrint, Bleed>> {};
+
+TEST_P(SmallPrintInANativeResult, IsMissed) {
+    const auto& [print, bleed] = GetParam();
+    Result result{bleed};
+    result.add(print.ground, "1 0 0 1 0 0", printResources);
+    const std::string fault = faultOf(bleed, inputOf(bleed, print), result.bytes());
+    EXPECT_TRUE(fault.starts_with("Page 1 of the result lacks artwork of the original, ")) << fault;
+}
+
+TEST_P(SmallPrintInANativeResult, IsFineWhereItBelongs) {
+    const auto& [print, bleed] = GetParam();
+    Result result{bleed};
+    result.add(contentsOf(print), "1 0 0 1 0 0", printResources);
+    EXPECT_EQ(faultOf(bleed, inputOf(bleed, print), result.bytes()), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(, SmallPrintInANativeResult,
+                         testing::Combine(testing::ValuesIn(smallPrints),
+                                          testing::Values(Bleed::included, Bleed::trimOnly)),
+                         [](const auto& tested) {
+                             return std::get<SmallPrint>(tested.param).name +
+                                    nameOf(std::get<Bleed>(tested.param));
+                         });
+
+/// The drawing on a flat tint over 70 per cent of the page.
+std::string tinted(Bleed bleed, const std::string& tint) {
+    return tint + " k " + numbers({0, 0, pageWidth(bleed), 0.7 * pageHeight(bleed)}) + "re f " +
+           drawing();
+}
+
+/// Each of them shows in another channel.
+constexpr std::array faintTints = {"0.04 0 0 0", "0 0.04 0 0", "0 0 0.04 0", "0 0 0 0.04"};
+
+TEST_P(EachNativeResult, IsRefusedWhenAFaintTintIsMissing) {
+    for (const std::string tint : faintTints) {
+        Result result{bleed()};
+        result.add(drawing());
+        const std::string fault =
+            faultOf(bleed(), inputOf(bleed(), {tinted(bleed(), tint)}), result.bytes());
+        EXPECT_TRUE(fault.starts_with("Page 1 of the result lacks artwork of the original, "))
+            << tint << ": " << fault;
+    }
+}
+
+TEST_P(EachNativeResult, IsFineWithAFaintTintThatIsALittleDifferent) {
+    Result result{bleed()};
+    result.add(tinted(bleed(), "0.03 0 0.01 0"));
+    EXPECT_EQ(faultOf(bleed(), inputOf(bleed(), {tinted(bleed(), "0.04 0 0 0")}), result.bytes()),
+              "");
+}
+
 // Inputs that are not for Ghostscript.
 
 TEST_P(EachNativeResult, IsNotMadeOfAFileWithoutAPDFHeader) {
@@ -530,6 +634,45 @@ TEST_P(EachNativeResult, IsNotWaitedForAfterAStopRequest) {
     check.start();
     stop.request_stop();
     EXPECT_THROW(check.fault(folder.file("out.pdf", Testing::smallPDF())), OperationStopped);
+}
+
+/// A PDF that takes very long to open: to find its pages, a stream has to be unpacked that consists
+/// of a comment of 2 GB. Each filter makes 64 bytes of one (ISO 32000-1, 7.4.5).
+std::string endlessPDF() {
+    constexpr int filters = 8;
+    constexpr char run = '\x81'; // and the next byte 128 times
+    std::string packed = "%";
+    std::string names;
+    for (int filter = 0; filter < filters; ++filter) {
+        packed.insert(packed.begin(), static_cast<char>(packed.size() - 1));
+        names += "/RunLengthDecode ";
+    }
+    packed += std::string(128, run);
+    std::string bytes = "%PDF-1.5\n";
+    const std::size_t catalog = bytes.size();
+    bytes += "1 0 obj\n<< /Type /Catalog /Pages 2 0 R >>\nendobj\n";
+    const std::size_t objects = bytes.size();
+    bytes += "3 0 obj\n<< /Type /ObjStm /N 1 /First 2000000000 /Filter [" + names + "] /Length " +
+             std::to_string(packed.size()) + " >>\nstream\n" + packed + "\nendstream\nendobj\n";
+    const std::size_t table = bytes.size();
+    const auto entry = [](char type, std::size_t place) {
+        return std::string{type, static_cast<char>(place >> 8U), static_cast<char>(place), 0};
+    };
+    const std::string entries = entry(0, 0) + entry(1, catalog) + entry(2, 3) + entry(1, objects);
+    bytes += "4 0 obj\n<< /Type /XRef /Size 4 /W [1 2 1] /Root 1 0 R /Length " +
+             std::to_string(entries.size()) + " >>\nstream\n" + entries +
+             "\nendstream\nendobj\nstartxref\n" + std::to_string(table) + "\n%%EOF\n";
+    return bytes;
+}
+
+TEST_P(EachNativeResult, OfAnInputThatTakesLongToOpenIsNotWaitedForAfterAStopRequest) {
+    const TemporaryFolder folder;
+    const path input = folder.file("in.pdf", endlessPDF());
+    std::stop_source stop;
+    std::jthread stopper([&] { stop.request_stop(); });
+    EXPECT_THROW(
+        NativeResultCheck(input, outputProfileURL(), settingsFor(bleed()), stop.get_token()),
+        OperationStopped);
 }
 
 /// The lines of a successful run, or its error, as one text.
@@ -676,6 +819,18 @@ TEST_P(EachNativeResult, OfThisMachinesGhostscriptIsFineForTurnedPages) {
             outcomeOf(ghostscriptURL(), folder.file("in.pdf", input), settingsFor(bleed()));
         EXPECT_TRUE(outcome.ends_with("Page 1\n")) << rotation << ": " << outcome;
     }
+}
+
+TEST_P(EachNativeResult, OfThisMachinesGhostscriptIsFineWithTypeAsOutlines) {
+    const TemporaryFolder folder;
+    const path outlining = folder.program("gs", "#!/bin/sh\nexec '" + ghostscriptURL().native() +
+                                                    "' -dNoOutputFonts \"$@\"\n");
+    const std::string input = TestPDF::ofPage({contentsOf(smallPrints.front()), printResources,
+                                               mediaBox(pageWidth(bleed()), pageHeight(bleed()))});
+    const std::string outcome =
+        outcomeOf(outlining, folder.file("in.pdf", input), settingsFor(bleed()));
+    EXPECT_NE(outcome.find("\nPage 1\n"), std::string::npos) << outcome;
+    EXPECT_FALSE(outcome.starts_with("Ghostscript failed.")) << outcome;
 }
 
 // In this mode Ghostscript's page is as large as the trim, and the artwork is moved on it.

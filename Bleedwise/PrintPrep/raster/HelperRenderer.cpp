@@ -174,15 +174,11 @@ public:
 
     ~Renderer() override { endProcesses(); }
 
-    bool finishOpening() {
+    Status finishOpening() {
         const Reply reply = receive();
         pageCount_ = static_cast<int>(reply.pageCount);
-        isLocked_ = reply.status == Status::locked;
-        return reply.status == Status::done;
+        return reply.status;
     }
-
-    /// After `finishOpening()`.
-    bool isLocked() const { return isLocked_; }
 
     int pageCount() const override { return pageCount_; }
 
@@ -384,7 +380,6 @@ private:
     const FileDescriptor document_;
     const Options options_;
     int pageCount_ = 0;
-    bool isLocked_ = false;
     /// What the page asked for last has in images.
     int pageOfImages_ = 0;
     std::int64_t imagePixels_ = 0;
@@ -408,18 +403,22 @@ Opening::Opening(const std::filesystem::path& url, Options options) {
         if (document)
             renderer_ = std::make_unique<Renderer>(std::move(document), std::move(options));
     } catch (const RendererHelper::Failure&) { // it was there, and is gone
+        hasFailed_ = true;
     }
 }
 
 std::unique_ptr<PageRenderer> Opening::finish() {
+    if (!renderer_)
+        return nullptr;
+    auto status = Status::failed;
     try {
-        if (renderer_ && static_cast<Renderer&>(*renderer_).finishOpening())
-            return std::move(renderer_);
-        needsPassword_ = renderer_ && static_cast<const Renderer&>(*renderer_).isLocked();
+        status = static_cast<Renderer&>(*renderer_).finishOpening();
     } catch (const RendererHelper::Failure&) {
     } catch (const std::system_error&) { // no descriptors left
     }
-    return nullptr;
+    needsPassword_ = status == Status::locked;
+    hasFailed_ = status != Status::done && status != Status::locked && status != Status::notThere;
+    return status == Status::done ? std::move(renderer_) : nullptr;
 }
 
 std::unique_ptr<PageRenderer> open(const std::filesystem::path& url, const Options& options) {

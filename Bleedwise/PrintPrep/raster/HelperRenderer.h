@@ -52,9 +52,13 @@ public:
     /// Whether it is a password that `finish()` gave nothing for.
     bool needsPassword() const noexcept { return needsPassword_; }
 
+    /// Whether it is the process's failure, so that nothing is known of the document.
+    bool hasFailed() const noexcept { return hasFailed_; }
+
 private:
     std::unique_ptr<PageRenderer> renderer_;
     bool needsPassword_ = false;
+    bool hasFailed_ = false;
 };
 
 /// Both at once.

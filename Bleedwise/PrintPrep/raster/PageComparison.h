@@ -12,7 +12,9 @@
 /// Each pixel is compared with its counterpart and that one's neighbours: only light that lies
 /// outside of what they have counts. That forgives a thin line or the edge of a letter, which two
 /// programs draw a little differently, a substituted font and a slightly different colour. What
-/// remains is judged over small places, along the page's sides and over the whole page.
+/// remains is judged over small places, along the page's sides and over the whole page. Wide places
+/// have lost something also if one view has fine detail all over them and the other none, or one a
+/// tint and the other bare paper, however faint.
 namespace Bleedwise::PageComparison {
 
 /// A part of a view, in pixels from the top left, without `right` and `bottom`.
@@ -45,9 +47,12 @@ Frame frame(const PageGeometry::Placement& placement, const std::vector<Rectangl
 struct Measures {
     /// The worst place, of some millimetres across.
     double place = 0;
-    /// Where that is, in pixels.
-    std::ptrdiff_t x = 0;
-    std::ptrdiff_t y = 0;
+    /// The worst of wider ones that have fine detail in one view only.
+    double detail = 0;
+    /// The worst of still wider ones that are tinted in one view and bare in the other.
+    double tint = 0;
+    /// The worst of all these.
+    Area worst = {};
     /// The worst of the page's four sides.
     double side = 0;
     /// The whole page, in proportion to what is on it.

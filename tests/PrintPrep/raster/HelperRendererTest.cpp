@@ -286,6 +286,7 @@ TEST(HelperRenderer, TellsAMissingPasswordFromOtherTrouble) {
     HelperRenderer::Opening other(folder.file("broken.pdf", "%PDF-1.4 nonsense"));
     EXPECT_EQ(other.finish(), nullptr);
     EXPECT_FALSE(other.needsPassword());
+    EXPECT_FALSE(other.hasFailed());
 }
 
 TEST(HelperRenderer, DrawsSamplesWithoutSeams) {
@@ -410,6 +411,12 @@ INSTANTIATE_TEST_SUITE_P(All, OnOpening,
 
 TEST_P(OnOpening, OpensNothing) {
     EXPECT_FALSE(open());
+}
+
+TEST_P(OnOpening, IsToldFromADocumentThatIsNone) {
+    HelperRenderer::Opening opening(folder.file("a.pdf", Testing::smallPDF()), options());
+    opening.finish();
+    EXPECT_TRUE(opening.hasFailed());
 }
 
 TEST_P(OnOpening, LeavesNothingBehind) {

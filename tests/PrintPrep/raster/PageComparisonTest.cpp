@@ -102,6 +102,92 @@ TEST(PageComparison, TellsWhereThereIsWhatShouldNotBe) {
         << differenceOf(found);
 }
 
+/// Five lines of small letters on a ground.
+int smallPrint(int x, int y, int ground, int ink) {
+    const bool isLetter = isIn(x, y, 40, 80, 120, 105) && y % 5 < 2 && x % 3 != 0 && x % 16 > 2;
+    return isLetter ? ink : ground;
+}
+
+/// What is said of a page that has lost small print in `ink` from a ground that is so light.
+std::string differenceWithoutPrint(int ground, int ink) {
+    const PageView expected = picture([&](int x, int y) { return smallPrint(x, y, ground, ink); });
+    return difference(expected, picture([&](int, int) { return ground; }), wholePage)
+        .value_or("none");
+}
+
+TEST(PageComparison, SeesThatDarkSmallPrintIsMissingFromAColour) {
+    const std::string told = differenceWithoutPrint(128, 90);
+    EXPECT_TRUE(told.starts_with("lacks artwork of the original, ")) << told;
+}
+
+TEST(PageComparison, SeesThatLightSmallPrintIsMissingFromAColour) {
+    const std::string told = differenceWithoutPrint(128, 166);
+    EXPECT_TRUE(told.starts_with("lacks artwork of the original, ")) << told;
+}
+
+TEST(PageComparison, TellsWhereSmallPrintIsMissing) {
+    const std::string told = differenceWithoutPrint(128, 90);
+    EXPECT_TRUE(told.ends_with(", 24 mm from its left and 44 mm from its top edge")) << told;
+}
+
+TEST(PageComparison, SeesSmallPrintThatShouldNotBe) {
+    const PageView printed = picture([](int x, int y) { return smallPrint(x, y, 128, 90); });
+    const std::string told =
+        difference(picture([](int, int) { return 128; }), printed, wholePage).value_or("none");
+    EXPECT_TRUE(told.starts_with("does not look like the original, ")) << told;
+}
+
+TEST(PageComparison, LeavesOutSmallPrintThatIsToBeIgnored) {
+    const PageView printed = picture([](int x, int y) { return smallPrint(x, y, 128, 90); });
+    const Frame covered = {{0, 0, width, height}, {{38, 78, 122, 107}}, 0.5};
+    EXPECT_EQ(difference(printed, picture([](int, int) { return 128; }), covered), std::nullopt);
+}
+
+TEST(PageComparison, ForgivesSmallPrintThatIsDrawnSofter) {
+    const auto print = [](int ink) {
+        return picture([ink](int x, int y) { return smallPrint(x, y, 200, ink); });
+    };
+    EXPECT_EQ(difference(print(80), print(125), wholePage), std::nullopt);
+}
+
+TEST(PageComparison, ForgivesSmallPrintOnAnotherColour) {
+    const auto print = [](int ground) {
+        return picture([ground](int x, int y) {
+            return isIn(x, y, 36, 76, 124, 109) ? smallPrint(x, y, ground, 90) : 60;
+        });
+    };
+    EXPECT_EQ(difference(print(170), print(200), wholePage), std::nullopt);
+}
+
+/// Dark blocks on paper that has a tint as far as `end`.
+PageView tintedDownTo(int end, int tint) {
+    return picture([=](int x, int y) {
+        if (blocks(x, y) < 230)
+            return blocks(x, y);
+        return y < end ? tint : 255;
+    });
+}
+
+TEST(PageComparison, SeesThatAFaintTintIsMissing) {
+    const auto told = difference(tintedDownTo(140, 245), tintedDownTo(0, 255), wholePage);
+    EXPECT_TRUE(told.value_or("none").starts_with("lacks artwork of the original, "))
+        << told.value_or("none");
+}
+
+TEST(PageComparison, SeesAFaintTintThatShouldNotBe) {
+    const auto told = difference(tintedDownTo(0, 255), tintedDownTo(140, 245), wholePage);
+    EXPECT_TRUE(told.value_or("none").starts_with("does not look like the original, "))
+        << told.value_or("none");
+}
+
+TEST(PageComparison, ForgivesAFainterTint) {
+    EXPECT_TRUE(isRight(tintedDownTo(140, 245), tintedDownTo(140, 252), wholePage));
+}
+
+TEST(PageComparison, ForgivesATintThatEndsAPixelEarlier) {
+    EXPECT_TRUE(isRight(tintedDownTo(140, 245), tintedDownTo(139, 245), wholePage));
+}
+
 TEST(PageComparison, TellsAStripThatIsCutOffFromAShift) {
     const auto darkAlongTheRight = [](int x, int y) { return x >= width - 20 ? 0 : blocks(x, y); };
     const PageView found =
