@@ -196,20 +196,20 @@ TEST_F(UpdaterTest, ShowsTheNotesAsTextWithLinks) {
     offer("2.0", "<description><![CDATA[<p onclick='x'>See <a href='https://a.test/'>this</a></p>"
                  "<script>x</script>]]></description>");
     check(availableTitle);
-    EXPECT_EQ(updater->notes(), "See <a href=\"https://a.test/\">this</a>");
+    EXPECT_EQ(updater->notes(), "<p>See <a href=\"https://a.test/\">this</a></p>");
 }
 
 TEST_F(UpdaterTest, ShowsPlainNotesAsTheyAre) {
     offer("2.0", "<description sparkle:format=\"plain-text\">1 &lt; 2</description>");
     check(availableTitle);
-    EXPECT_EQ(updater->notes(), "1 &lt; 2");
+    EXPECT_EQ(updater->notes(), "<p>1 &lt; 2</p>");
 }
 
 TEST_F(UpdaterTest, FetchesNotesThatTheFeedLinksTo) {
     server.serve("/notes.html", {.body = "<h1>New</h1>", .headers = "Content-Type: text/html\r\n"});
     offer("2.0", "<sparkle:releaseNotesLink>/notes.html</sparkle:releaseNotesLink>");
     check(availableTitle);
-    EXPECT_EQ(updater->notes(), "New");
+    EXPECT_EQ(updater->notes(), "<p class=\"heading1\">New</p>");
 }
 
 TEST_F(UpdaterTest, ShowsALinkToNotesThatCannotBeFetched) {

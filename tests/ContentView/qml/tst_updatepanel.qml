@@ -195,6 +195,48 @@ Item {
             showNotes("A line of the notes.<br>".repeat(200));
             verify(test.part("notes").height > 100);
             verify(test.part("notes").height < 300);
+        // Where these words of the notes are drawn, with the height of their line.
+        function line(words) {
+            const text = test.part("notesText");
+            return text.positionToRectangle(text.getText(0, text.length).indexOf(words));
+        }
+
+        function test_drawsHeadingsByTheirLevels() {
+            showNotes('<p class="heading1">First</p><p class="heading2">Second</p><p class="heading3">Third</p><p>Text</p>');
+            const heights = ["First", "Second", "Third", "Text"].map(words => test.line(words).height);
+            verify(heights[0] > heights[1]);
+            verify(heights[1] > heights[2]);
+            compare(heights[2], heights[3]);
+        }
+
+        function test_setsAHeadingApartFromWhatIsAboveIt() {
+            showNotes('<p>Above</p><p class="heading2">Heading</p><p>Below</p>');
+            const above = test.line("Heading").top - test.line("Above").bottom;
+            const below = test.line("Below").top - test.line("Heading").bottom;
+            verify(above > 1.5 * below);
+        }
+
+        function test_drawsHeadingsInTheDesktopsFontSize() {
+            Theme.fontScale = 2;
+            showNotes('<p class="heading2">Heading</p>');
+            const large = test.line("Heading").height;
+            Theme.fontScale = 1;
+            tryVerify(() => test.line("Heading").height < 0.6 * large);
+        }
+
+        function test_beginsWithoutSpaceAboveAHeading() {
+            showNotes('<p class="heading1">Heading</p><p>Text</p>');
+            compare(test.line("Heading").top, 0);
+        }
+
+        function test_alignsTheLinesOfAListsItem() {
+            showNotes(`<p class="item">\u2022 ${"word ".repeat(100)}</p>`);
+            const text = test.part("notesText");
+            const first = text.positionToRectangle(2).x;
+            const second = text.positionAt(first, 1.5 * test.line("word").height);
+            fuzzyCompare(text.positionToRectangle(second).x, first, 3);
+        }
+
             verify(test.part("notesText").height > 1000);
         }
 
