@@ -115,6 +115,19 @@ class UpdatingTest(WindowTest):
         self.assertEqual(package.read_bytes(), b"a package")
         self.await_no_panel(program)
 
+    def testOpensAnUpdateLaterWithoutFetchingItAgain(self):
+        program = self.start()
+        self.check(program)
+        self.click(program, "Install Update")
+        program.get("dialog", "Version 99.0 is ready")
+        self.click(program, "Not Now")
+        self.await_no_panel(program)
+        self.check(program)
+        self.click(program, "Install Update")
+        program.get("dialog", "Version 99.0 is ready")
+        self.assertEqual(self.server.requests.count("/bleedwise.deb"), 1)
+        self.assertEqual([file.name for file in self.downloads.iterdir()], ["bleedwise.deb"])
+
     def testSaysThatTheSystemCannotOpenTheUpdate(self):
         self.desktop.install_program("xdg-open", "exit 3\n")
         program = self.start()

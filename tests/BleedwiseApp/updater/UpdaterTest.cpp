@@ -357,6 +357,34 @@ TEST_F(UpdaterTest, KeepsThePackageForLater) {
     EXPECT_EQ(contents(downloads / "bleedwise.deb"), package);
 }
 
+TEST_F(UpdaterTest, DoesNotFetchAPackageAgainThatWasKeptForLater) {
+    check(availableTitle);
+    updater->perform("install");
+    expectTitle(readyTitle);
+    updater->perform("keep");
+    check(availableTitle);
+    updater->perform("install");
+    EXPECT_EQ(updater->progressText(), "Verifying…");
+    expectTitle(readyTitle);
+    EXPECT_EQ(server.requests(),
+              (std::vector<std::string>{"/feed.xml", "/bleedwise.deb", "/feed.xml"}));
+    EXPECT_EQ(entryCount(downloads), 1U);
+}
+
+TEST_F(UpdaterTest, FetchesAPackageAgainThatHasChangedSinceItWasKept) {
+    check(availableTitle);
+    updater->perform("install");
+    expectTitle(readyTitle);
+    updater->perform("keep");
+    folder.file("Downloads/bleedwise.deb", std::string(package.size(), 'q'));
+    check(availableTitle);
+    updater->perform("install");
+    expectTitle(readyTitle);
+    updater->perform("open");
+    EXPECT_TRUE(loop.runUntil([this] { return !opened.empty(); }));
+    EXPECT_EQ(contents(opened.front().toLocalFile().toStdString()), package);
+}
+
 TEST_F(UpdaterTest, SaysThatTheSystemCannotOpenThePackage) {
     canOpen = false;
     check(availableTitle);
