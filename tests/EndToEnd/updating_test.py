@@ -181,6 +181,25 @@ class UpdatingTest(WindowTest):
         self.click(program, "Check Automatically")
         program.get("dialog", AVAILABLE)
 
+    def testChangesTheAnswerFromTheAnswerToACheck(self):
+        self.server.offer("0.0.1")
+        self.start().end()
+        program = self.start()
+        program.get("dialog", "Check for updates automatically?")
+        self.click(program, "Don’t Check")
+        self.await_no_panel(program)
+        self.check(program)
+        self.desktop.click(program.get("check box", "Automatically check for updates").centre)
+        settings = self.desktop.configuration / "app.bleedwise.Bleedwise.conf"
+        eventually(lambda: "SUEnableAutomaticChecks=true" in settings.read_text(), "the answer")
+        self.click(program, "OK")
+        self.await_no_panel(program)
+        program.end()
+        self.server.offer("99.0")
+        settings.write_text("".join(line for line in settings.read_text().splitlines(True)
+                                    if "SULastCheckTime" not in line))
+        self.start().get("dialog", AVAILABLE)
+
     def testChecksForUpdatesWithoutAMouse(self):
         program = self.start()
         program.focus_by_tab("Application menu")

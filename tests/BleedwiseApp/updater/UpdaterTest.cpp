@@ -576,6 +576,83 @@ TEST_F(UpdaterTest, DoesNotCheckWhenTheUserDeclines) {
     EXPECT_EQ(server.requests(), std::vector<std::string>{"/settled"});
 }
 
+// The answer, later.
+
+TEST_F(UpdaterTest, OffersAutomaticChecksWithANewerVersion) {
+    check(availableTitle);
+    EXPECT_TRUE(updater->offersAutomaticChecks());
+}
+
+TEST_F(UpdaterTest, OffersAutomaticChecksWhereThereIsNothingNew) {
+    offer("1.0");
+    check(upToDateTitle);
+    EXPECT_TRUE(updater->offersAutomaticChecks());
+}
+
+TEST_F(UpdaterTest, OffersAutomaticChecksAfterACheckThatFailed) {
+    server.serve("/feed.xml", {.body = "", .status = 404});
+    check(failedTitle);
+    EXPECT_TRUE(updater->offersAutomaticChecks());
+}
+
+TEST_F(UpdaterTest, DoesNotOfferAutomaticChecksBesideOtherThings) {
+    startProgram();
+    startProgram();
+    EXPECT_FALSE(updater->offersAutomaticChecks()); // the question itself
+    updater->dismiss();
+    updater->checkForUpdates();
+    EXPECT_FALSE(updater->offersAutomaticChecks());
+    expectTitle(availableTitle);
+    updater->perform("install");
+    EXPECT_FALSE(updater->offersAutomaticChecks());
+    expectTitle(readyTitle);
+    EXPECT_FALSE(updater->offersAutomaticChecks());
+}
+
+TEST_F(UpdaterTest, DoesNotCheckAutomaticallyUntilThereIsAnAnswer) {
+    EXPECT_FALSE(updater->checksAutomatically());
+}
+
+TEST_F(UpdaterTest, KnowsTheAnswerToItsQuestion) {
+    startProgram();
+    startProgram();
+    updater->perform("agree");
+    EXPECT_TRUE(updater->checksAutomatically());
+}
+
+TEST_F(UpdaterTest, ChecksByItselfFromTheNextStartOnWhenTheAnswerIsChanged) {
+    startProgram();
+    startProgram();
+    updater->perform("decline");
+    updater->setChecksAutomatically(true);
+    startProgram();
+    expectTitle(availableTitle);
+}
+
+TEST_F(UpdaterTest, ChecksByItselfNoMoreWhenTheAnswerIsTakenBack) {
+    agreeToChecks();
+    updater->setChecksAutomatically(false);
+    startProgram();
+    settle();
+    EXPECT_EQ(server.requests(), std::vector<std::string>{"/settled"});
+}
+
+TEST_F(UpdaterTest, DoesNotAskWhereTheAnswerWasGivenBefore) {
+    startProgram();
+    updater->setChecksAutomatically(false);
+    startProgram();
+    EXPECT_FALSE(updater->isShowing());
+}
+
+TEST_F(UpdaterTest, LeavesThePanelWhenTheAnswerIsChanged) {
+    check(availableTitle);
+    bool hasChanged = false;
+    QObject::connect(updater.get(), &Updater::panelChanged, [&] { hasChanged = true; });
+    updater->setChecksAutomatically(true);
+    settle();
+    EXPECT_FALSE(hasChanged);
+}
+
 // Checks by itself.
 
 TEST_F(UpdaterTest, ShowsANewVersionThatItFoundByItself) {

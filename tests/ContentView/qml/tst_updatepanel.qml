@@ -17,6 +17,8 @@ Item {
         property var actions: []
         property bool busy
         property bool askedFor
+        property bool offersAutomaticChecks
+        property bool checksAutomatically
         property real progress
         property string progressText
         property var performed: []
@@ -76,6 +78,8 @@ Item {
             posing.actions = test.offer;
             posing.busy = false;
             posing.askedFor = true;
+            posing.offersAutomaticChecks = false;
+            posing.checksAutomatically = false;
             posing.progress = 0;
             posing.progressText = "";
             posing.performed = [];
@@ -191,10 +195,6 @@ Item {
             verify(!test.part("notes").visible);
         }
 
-        function test_longNotesScroll() {
-            showNotes("A line of the notes.<br>".repeat(200));
-            verify(test.part("notes").height > 100);
-            verify(test.part("notes").height < 300);
         // Where these words of the notes are drawn, with the height of their line.
         function line(words) {
             const text = test.part("notesText");
@@ -237,6 +237,10 @@ Item {
             fuzzyCompare(text.positionToRectangle(second).x, first, 3);
         }
 
+        function test_longNotesScroll() {
+            showNotes("A line of the notes.<br>".repeat(200));
+            verify(test.part("notes").height > 100);
+            verify(test.part("notes").height < 300);
             verify(test.part("notesText").height > 1000);
         }
 
@@ -257,6 +261,51 @@ Item {
             showNotes("<a href=\"https://bleedwise.test/news\">everything that is new</a>");
             mouseClick(test.part("notesText"), 20, 8);
             compare(posing.links, ["https://bleedwise.test/news"]);
+        }
+
+        function test_hidesTheChoiceOfAutomaticChecksWhereItIsNotOffered() {
+            verify(!test.part("automatic").visible);
+        }
+
+        function test_showsWhetherItChecksAutomatically_data() {
+            return [{ tag: "yes", checks: true }, { tag: "no", checks: false }];
+        }
+
+        function test_showsWhetherItChecksAutomatically(row) {
+            posing.offersAutomaticChecks = true;
+            posing.checksAutomatically = row.checks;
+            tryVerify(() => test.part("automatic").visible);
+            compare(test.part("automatic").checked, row.checks);
+        }
+
+        function test_changesWhetherItChecksAutomatically_data() {
+            return [{ tag: "on", checks: true }, { tag: "off", checks: false }];
+        }
+
+        function test_changesWhetherItChecksAutomatically(row) {
+            posing.offersAutomaticChecks = true;
+            posing.checksAutomatically = !row.checks;
+            verify(waitForRendering(test.panel.contentItem));
+            mouseClick(test.part("automatic"));
+            compare(posing.checksAutomatically, row.checks);
+        }
+
+        function test_changesWhetherItChecksAutomaticallyByKeys() {
+            posing.offersAutomaticChecks = true;
+            verify(waitForRendering(test.panel.contentItem));
+            test.part("later").forceActiveFocus(Qt.TabFocusReason);
+            keyClick(Qt.Key_Backtab);
+            verify(test.part("automatic").activeFocus);
+            keyClick(Qt.Key_Space);
+            compare(posing.checksAutomatically, true);
+        }
+
+        function test_followsAChangeOfAutomaticChecksAfterAClick() {
+            posing.offersAutomaticChecks = true;
+            verify(waitForRendering(test.panel.contentItem));
+            mouseClick(test.part("automatic"));
+            posing.checksAutomatically = false;
+            verify(!test.part("automatic").checked);
         }
 
         function test_showsNoProgressWhereThereIsNone() {
@@ -290,6 +339,7 @@ Item {
 
         function test_staysWithinASmallWindow() {
             posing.message = "A sentence of many words. ".repeat(10);
+            posing.offersAutomaticChecks = true;
             posing.busy = true;
             posing.progressText = "1.0 MB of 4.0 MB";
             showNotes("A line of the notes.<br>".repeat(200));
