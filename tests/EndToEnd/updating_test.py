@@ -3,13 +3,16 @@
 import base64
 import json
 import pathlib
+import re
 import shutil
 import socket
+import textwrap
 
 from fixture import WindowTest
 from update_server import UpdateServer
 from waiting import eventually, expect_soon
 
+GUIDE = pathlib.Path(__file__).resolve().parents[2] / "docs/releases.md"
 CHECK = "Check for Updates…"
 AVAILABLE = "A new version of Bleedwise is available"
 # Qt Quick itself needs Qt's network library, which does nothing until it is asked.
@@ -114,6 +117,17 @@ class UpdatingTest(WindowTest):
                    "the opened package")
         self.assertEqual(package.read_bytes(), b"a package")
         self.await_no_panel(program)
+
+    def testTakesTheFeedThatTheGuideShows(self):
+        feed = re.search(r"^ +<\?xml.*?</rss>\n", GUIDE.read_text(), re.M | re.S)[0]
+        feed = feed.replace("https://updates.example.org", self.server.address)
+        self.server.publish(textwrap.dedent(feed).replace("0.2.0", "99.0"),
+                            "/bleedwise/bleedwise_99.0_amd64.deb")
+        program = self.start()
+        self.check(program)
+        program.get("dialog", AVAILABLE)
+        self.click(program, "Install Update")
+        program.get("dialog", "Version 99.0 is ready")
 
     def testOpensAnUpdateLaterWithoutFetchingItAgain(self):
         program = self.start()
