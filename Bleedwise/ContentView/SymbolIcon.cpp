@@ -41,6 +41,8 @@ void SymbolIcon::paint(QPainter* painter) {
         return;
     painter->setRenderHint(QPainter::Antialiasing);
     drawing_.render(painter, boundingRect());
+    if (color_.alpha() == 0)
+        return;
     painter->setCompositionMode(QPainter::CompositionMode_SourceIn);
     painter->fillRect(boundingRect(), color_);
 }

@@ -13,8 +13,9 @@ namespace Bleedwise {
 
 /// One of the window's symbols in one colour, drawn afresh at the size and the scale of the screen
 /// that it is shown on. `symbol` is the name of a drawing in `icons/`; its own colours do not
-/// count, only where it is opaque. An unknown name draws nothing. Smooth also while it is turned or
-/// enlarged, which QQuickPaintedItem is not where Qt Quick draws without OpenGL.
+/// count, only where it is opaque, unless `color` is transparent. An unknown name draws nothing.
+/// Smooth also while it is turned or enlarged, which QQuickPaintedItem is not where Qt Quick draws
+/// without OpenGL.
 class SymbolIcon : public QQuickItem {
     Q_OBJECT
     QML_ELEMENT

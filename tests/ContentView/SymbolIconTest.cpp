@@ -73,6 +73,13 @@ TEST_F(SymbolIconTest, IsDrawnInItsColour) {
     EXPECT_TRUE(isOnly(drawn(icon), Qt::darkGreen));
 }
 
+TEST_F(SymbolIconTest, IsDrawnInItsOwnColoursWhenTransparent) {
+    SymbolIcon icon;
+    icon.setSymbol("bleedwise");
+    icon.setColor(Qt::transparent);
+    EXPECT_EQ(drawn(icon).pixelColor(52, 52), QColor(0x00, 0x9f, 0xe3)); // the cyan ink's
+}
+
 TEST_F(SymbolIconTest, IsDrawnAfreshAtEachScale) {
     SymbolIcon icon;
     icon.setSymbol("cross-circle-fill");

@@ -68,17 +68,25 @@ class UpdateServer:
     @property
     def information(self):
         """What a release that updates itself from here has in its information dictionary."""
-        return {"SUFeedURL": f"https://localhost:{self._http.server_port}/feed.xml",
+        return {"SUFeedURL": f"{self.address}/feed.xml",
                 "SUPublicEDKey": self._public_key}
+
+    @property
+    def address(self):
+        return f"https://localhost:{self._http.server_port}"
 
     def offer(self, version, package=b"a package", signed=None):
         """A version, with a signature of its package or of something else."""
-        (self._folder / "package").write_bytes(package if signed is None else signed)
-        signature = self._openssl("pkeyutl", "-sign", "-rawin", "-inkey", self._folder / "key.pem",
-                                  "-in", self._folder / "package")
+        signature = self._sign(package if signed is None else signed)
         self._pages["/bleedwise.deb"] = package
         self._pages["/feed.xml"] = _FEED.format(
-            version=version, length=len(package), signature=_base64(signature)).encode()
+            version=version, length=len(package), signature=signature).encode()
+
+    def publish(self, feed, path, package=b"a package"):
+        """A feed, after LENGTH and SIGNATURE in it have been replaced, and its package."""
+        self._pages[path] = package
+        self._pages["/feed.xml"] = feed.replace("LENGTH", str(len(package))).replace(
+            "SIGNATURE", self._sign(package)).encode()
 
     def hold(self, path):
         """Sends only the first half of what is there, and keeps the rest."""
@@ -98,6 +106,11 @@ class UpdateServer:
             self._released.wait()
         else:
             request.wfile.write(page)
+
+    def _sign(self, package):
+        (self._folder / "package").write_bytes(package)
+        return _base64(self._openssl("pkeyutl", "-sign", "-rawin", "-inkey",
+                                     self._folder / "key.pem", "-in", self._folder / "package"))
 
     def _make_keys(self):
         folder = self._folder

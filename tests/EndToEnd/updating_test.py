@@ -3,13 +3,16 @@
 import base64
 import json
 import pathlib
+import re
 import shutil
 import socket
+import textwrap
 
 from fixture import WindowTest
 from update_server import UpdateServer
 from waiting import eventually, expect_soon
 
+GUIDE = pathlib.Path(__file__).resolve().parents[2] / "docs/releases.md"
 CHECK = "Check for Updates…"
 AVAILABLE = "A new version of Bleedwise is available"
 # Qt Quick itself needs Qt's network library, which does nothing until it is asked.
@@ -115,6 +118,30 @@ class UpdatingTest(WindowTest):
         self.assertEqual(package.read_bytes(), b"a package")
         self.await_no_panel(program)
 
+    def testTakesTheFeedThatTheGuideShows(self):
+        feed = re.search(r"^ +<\?xml.*?</rss>\n", GUIDE.read_text(), re.M | re.S)[0]
+        feed = feed.replace("https://updates.example.org", self.server.address)
+        self.server.publish(textwrap.dedent(feed).replace("0.2.0", "99.0"),
+                            "/bleedwise/bleedwise_99.0_amd64.deb")
+        program = self.start()
+        self.check(program)
+        program.get("dialog", AVAILABLE)
+        self.click(program, "Install Update")
+        program.get("dialog", "Version 99.0 is ready")
+
+    def testOpensAnUpdateLaterWithoutFetchingItAgain(self):
+        program = self.start()
+        self.check(program)
+        self.click(program, "Install Update")
+        program.get("dialog", "Version 99.0 is ready")
+        self.click(program, "Not Now")
+        self.await_no_panel(program)
+        self.check(program)
+        self.click(program, "Install Update")
+        program.get("dialog", "Version 99.0 is ready")
+        self.assertEqual(self.server.requests.count("/bleedwise.deb"), 1)
+        self.assertEqual([file.name for file in self.downloads.iterdir()], ["bleedwise.deb"])
+
     def testSaysThatTheSystemCannotOpenTheUpdate(self):
         self.desktop.install_program("xdg-open", "exit 3\n")
         program = self.start()
@@ -167,6 +194,25 @@ class UpdatingTest(WindowTest):
         program.get("dialog", "Check for updates automatically?")
         self.click(program, "Check Automatically")
         program.get("dialog", AVAILABLE)
+
+    def testChangesTheAnswerFromTheAnswerToACheck(self):
+        self.server.offer("0.0.1")
+        self.start().end()
+        program = self.start()
+        program.get("dialog", "Check for updates automatically?")
+        self.click(program, "Don’t Check")
+        self.await_no_panel(program)
+        self.check(program)
+        self.desktop.click(program.get("check box", "Automatically check for updates").centre)
+        settings = self.desktop.configuration / "app.bleedwise.Bleedwise.conf"
+        eventually(lambda: "SUEnableAutomaticChecks=true" in settings.read_text(), "the answer")
+        self.click(program, "OK")
+        self.await_no_panel(program)
+        program.end()
+        self.server.offer("99.0")
+        settings.write_text("".join(line for line in settings.read_text().splitlines(True)
+                                    if "SULastCheckTime" not in line))
+        self.start().get("dialog", AVAILABLE)
 
     def testChecksForUpdatesWithoutAMouse(self):
         program = self.start()

@@ -24,6 +24,9 @@
 #include <string_view>
 #include <vector>
 
+#include <QString>
+#include <QStringList>
+
 namespace Bleedwise {
 namespace {
 
@@ -46,7 +49,7 @@ constexpr std::array<std::string_view, 4> seeds = {
 <rss><channel><title>&b;&f;</title></channel></rss>)",
     "\xff\xfe<\0r\0s\0s\0>\0<\0/\0r\0s\0s\0>\0"};
 
-constexpr std::array<std::string_view, 16> pieces = {"<item>",
+constexpr std::array<std::string_view, 21> pieces = {"<item>",
                                                      "</item>",
                                                      "<![CDATA[",
                                                      "]]>",
@@ -61,6 +64,11 @@ constexpr std::array<std::string_view, 16> pieces = {"<item>",
                                                      "\xed\xa0\x80",
                                                      "<a href='https://a.test/\"'>",
                                                      "\"",
+                                                     "<li>",
+                                                     "<p>",
+                                                     "<h3>",
+                                                     "</h3>",
+                                                     "<br>",
                                                      "99999999999999999999"};
 
 class Mutator {
@@ -114,16 +122,28 @@ void require(bool condition, const char* what) {
         throw std::logic_error(what);
 }
 
-/// That notes are escaped text with line breaks and links to the web, and nothing else.
+/// That notes are escaped text in blocks side by side, with line breaks and links to the web in
+/// them, and nothing else.
 void requireHarmless(const QString& notes) {
+    static const QStringList blocks = {"<p>", "<p class=\"item\">", "<p class=\"heading1\">",
+                                       "<p class=\"heading2\">", "<p class=\"heading3\">"};
+    QString open; // the elements that are not ended, the innermost one in front
     for (qsizetype at = notes.indexOf(u'<'); at >= 0; at = notes.indexOf(u'<', at + 1)) {
-        const QStringView tag = QStringView(notes).sliced(at);
-        require(tag.startsWith(u"<br>") || tag.startsWith(u"</a>") ||
-                    tag.startsWith(u"<a href=\"https://") || tag.startsWith(u"<a href=\"http://"),
-                "a tag in the notes");
+        const QString tag = notes.mid(at, notes.indexOf(u'>', at) + 1 - at);
+        if (tag.startsWith(u"</")) {
+            require(open.startsWith(tag), "an end in the notes");
+            open.remove(0, tag.size());
+        } else if (open.isEmpty()) {
+            require(blocks.contains(tag), "a tag in the notes that is no block");
+            open = "</p>";
+        } else if (tag != QLatin1String("<br>")) {
+            require(tag.startsWith(u"<a href=\"https://") || tag.startsWith(u"<a href=\"http://"),
+                    "a tag in the notes that is no link");
+            require(!open.startsWith(u"</a>"), "a link in a link");
+            open.prepend(u"</a>");
+        }
     }
-    require(notes.count(QStringLiteral("<a ")) == notes.count(QStringLiteral("</a>")),
-            "a link that is not ended");
+    require(open.isEmpty(), "notes that do not end");
 }
 
 void readFeed(const std::string& input) {

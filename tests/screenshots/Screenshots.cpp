@@ -118,7 +118,7 @@ public:
     Updater& updater() { return updater_; }
 
     /// With a package of some megabytes, which is what the server sends, or the beginning of that.
-    void offer(const std::string& sent) {
+    void offer(const std::string& sent, const std::string& version = "2.0") {
         const std::string package = wholePackage();
         server_.serve("/bleedwise.deb", {.body = sent,
                                          .claimedLength = static_cast<long>(package.size()),
@@ -126,7 +126,11 @@ public:
         server_.serve(
             "/feed.xml",
             {.body = "<rss xmlns:sparkle=\"http://www.andymatuschak.org/xml-namespaces/sparkle\">"
-                     "<channel><item><sparkle:version>2.0</sparkle:version><description>"
+                     "<channel><item><sparkle:version>" +
+                     version +
+                     "</sparkle:version><description>"
+                     "&lt;h1&gt;Bleedwise 2.0&lt;/h1&gt;"
+                     "&lt;p&gt;The release for whoever prints a lot.&lt;/p&gt;"
                      "&lt;h2&gt;New&lt;/h2&gt;&lt;ul&gt;"
                      "&lt;li&gt;Raster draws several pages at once.&lt;/li&gt;"
                      "&lt;li&gt;Sizes such as 8.5x11in are understood, see "
@@ -233,6 +237,10 @@ public:
             QKeyEvent event(type, Qt::Key_Space, Qt::NoModifier, " ");
             QCoreApplication::sendEvent(window_.get(), &event);
         }
+    }
+
+    void showAbout() {
+        QMetaObject::invokeMethod(window_->findChild<QObject*>("strip"), "aboutRequested");
     }
 
     void select(int row) { view().selectJob(view().jobs()->at(row).id); }
@@ -404,6 +412,20 @@ std::vector<State> states() {
              updater.start();
              takePicture();
          }},
+        {"about",
+         [](Scene& scene, const auto& takePicture) {
+             scene.queueSamples();
+             scene.showAbout();
+             takePicture();
+         }},
+        {"update-none",
+         [](Scene& scene, const auto& takePicture) {
+             auto& updater = scene.addUpdater();
+             updater.offer(PosingUpdater::wholePackage(), "1.0");
+             updater.updater().checkForUpdates();
+             updater.await("You’re up to date");
+             takePicture();
+         }},
         {"update-available",
          [](Scene& scene, const auto& takePicture) {
              scene.queueSamples();
@@ -472,6 +494,7 @@ void photograph(const State& state, const std::filesystem::path& folder) {
 int main(int argc, char** argv) {
     using namespace Bleedwise::Testing;
     const QGuiApplication application(argc, argv);
+    QCoreApplication::setApplicationVersion(BLEEDWISE_VERSION);
     if (argc != 2) {
         std::cerr << "usage: Screenshots FOLDER" << std::endl;
         return EXIT_FAILURE;

@@ -57,15 +57,24 @@ QString baseName(const AppcastItem& item) {
     return name.isEmpty() ? QStringLiteral("Bleedwise") : name;
 }
 
+constexpr int mostNames = 1000;
+
+/// The names that an item's package can have, from 1 on, with their folder.
+QString numberedName(const QString& folder, const AppcastItem& item, int number) {
+    const QString suffix = number == 1 ? QString() : QStringLiteral("-%1").arg(number);
+    const QString extension = extensionOf(item.url.fileName(QUrl::FullyDecoded));
+    return QDir(folder).filePath(baseName(item) + suffix + extension);
+}
+
+bool isTaken(const QString& name) {
+    return QFileInfo::exists(name) || QFileInfo(name).isSymLink();
+}
+
 /// Takes the first free name. Replaces nothing.
 QString giveName(QTemporaryFile& file, const QString& folder, const AppcastItem& item) {
-    constexpr int mostAttempts = 1000;
-    const QString base = baseName(item);
-    const QString extension = extensionOf(item.url.fileName(QUrl::FullyDecoded));
-    for (int number = 1; number <= mostAttempts; ++number) {
-        const QString suffix = number == 1 ? QString() : QStringLiteral("-%1").arg(number);
-        const QString name = QDir(folder).filePath(base + suffix + extension);
-        if (QFileInfo::exists(name) || QFileInfo(name).isSymLink())
+    for (int number = 1; number <= mostNames; ++number) {
+        const QString name = numberedName(folder, item, number);
+        if (isTaken(name))
             continue;
         if (!file.rename(name))
             break;
@@ -73,6 +82,20 @@ QString giveName(QTemporaryFile& file, const QString& folder, const AppcastItem&
         return name;
     }
     return {};
+}
+
+/// The files before the first free name that are as long as the package.
+QStringList filesOfItsLength(const QString& folder, const AppcastItem& item) {
+    QStringList files;
+    for (int number = 1; number <= mostNames; ++number) {
+        const QString name = numberedName(folder, item, number);
+        if (!isTaken(name))
+            break;
+        const QFileInfo file(name);
+        if (file.isFile() && !file.isSymLink() && file.size() == item.length)
+            files.append(name);
+    }
+    return files;
 }
 
 QString problem(QIODevice& package, const AppcastItem& item, const QString& key) {
@@ -132,15 +155,39 @@ PackageVerification::~PackageVerification() {
 PackageDownload::PackageDownload(QNetworkAccessManager& network,
                                  const DownloadSurroundings& surroundings, AppcastItem item,
                                  QString key, QString folder, Listener listener)
-    : item_(std::move(item)), key_(std::move(key)), folder_(std::move(folder)),
-      listener_(std::move(listener)) {
-    begin(network, surroundings);
+    : network_(network), surroundings_(surroundings), item_(std::move(item)), key_(std::move(key)),
+      folder_(std::move(folder)), listener_(std::move(listener)),
+      fetchedFiles_(filesOfItsLength(folder_, item_)) {
+    tryNextFile();
 }
 
 PackageDownload::~PackageDownload() = default;
 
-void PackageDownload::begin(QNetworkAccessManager& network,
-                            const DownloadSurroundings& surroundings) {
+void PackageDownload::tryNextFile() {
+    fetchedFile_.close();
+    if (fetchedFiles_.isEmpty()) {
+        fetch();
+        return;
+    }
+    fetchedFile_.setFileName(fetchedFiles_.takeFirst());
+    if (!fetchedFile_.open(QIODevice::ReadOnly)) {
+        tryNextFile();
+        return;
+    }
+    listener_.progress(item_.length);
+    verification_ = std::make_unique<PackageVerification>(
+        fetchedFile_, item_, key_, [this](const QString& problem) {
+            const auto verification = std::move(verification_);
+            if (problem.isEmpty()) {
+                end(fetchedFile_.fileName(), {});
+            } else {
+                listener_.progress(0);
+                tryNextFile();
+            }
+        });
+}
+
+void PackageDownload::fetch() {
     QDir().mkpath(folder_);
     file_.setFileTemplate(QDir(folder_).filePath(QStringLiteral(".bleedwise-XXXXXX.part")));
     if (!file_.open()) {
@@ -153,7 +200,7 @@ void PackageDownload::begin(QNetworkAccessManager& network,
         return;
     }
     download_ = std::make_unique<SecureDownload>(
-        network, surroundings,
+        network_, surroundings_,
         SecureDownload::Request{item_.url, QStringLiteral("download server"), item_.length, 2h},
         SecureDownload::Listener{[this](QByteArrayView piece) { return append(piece); },
                                  [this](const QString& failure) {

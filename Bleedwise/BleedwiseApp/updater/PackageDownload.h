@@ -6,8 +6,10 @@
 #include <functional>
 #include <memory>
 
+#include <QFile>
 #include <QObject>
 #include <QString>
+#include <QStringList>
 #include <QTemporaryFile>
 
 class QIODevice;
@@ -48,13 +50,16 @@ private:
 /// name, or one with a number when that is taken, only when it is whole and its signature is right;
 /// otherwise, and when the object goes before the end, nothing is left of it. It is not executable.
 ///
+/// A file that has one of these names, is as long and has the right signature was fetched before,
+/// and is the finished file, so that nothing is fetched. Other files stay as they are.
+///
 /// Begins when it is made. Ends with one call of `ended`, from the event loop.
 class PackageDownload : public QObject {
     Q_OBJECT
 
 public:
     struct Listener {
-        /// Of the package's bytes.
+        /// Of the package's bytes; all of them while a file is verified.
         std::function<void(qint64 received)> progress;
         /// The finished file, or why there is none; one of them is empty.
         std::function<void(const QString& file, const QString& failure)> ended;
@@ -66,16 +71,22 @@ public:
     ~PackageDownload() override;
 
 private:
-    void begin(QNetworkAccessManager& network, const DownloadSurroundings& surroundings);
+    void tryNextFile();
+    void fetch();
     bool append(QByteArrayView piece);
     void verify();
     void finish(const QString& problem);
     void end(const QString& file, const QString& failure);
 
+    QNetworkAccessManager& network_;
+    DownloadSurroundings surroundings_;
     AppcastItem item_;
     QString key_;
     QString folder_;
     Listener listener_;
+    /// May be the package, and are to be looked at.
+    QStringList fetchedFiles_;
+    QFile fetchedFile_;
     QTemporaryFile file_;
     qint64 received_ = 0;
     std::unique_ptr<SecureDownload> download_;

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <utility>
 
+#include <QHash>
 #include <QStringView>
 #include <QUrl>
 
@@ -17,7 +19,26 @@ bool isWebAddress(const QUrl& url) {
            (url.scheme() == QLatin1String("https") || url.scheme() == QLatin1String("http"));
 }
 
-/// Collects what is shown.
+enum class Block { paragraph, listItem, heading1, heading2, heading3 };
+
+QString startOf(Block block) {
+    switch (block) {
+    case Block::paragraph:
+        return QStringLiteral("<p>");
+    case Block::listItem:
+        return QStringLiteral("<p class=\"item\">\u2022 ");
+    case Block::heading1:
+        return QStringLiteral("<p class=\"heading1\">");
+    case Block::heading2:
+        return QStringLiteral("<p class=\"heading2\">");
+    case Block::heading3:
+        return QStringLiteral("<p class=\"heading3\">");
+    }
+    return {};
+}
+
+/// Collects what is shown. Blocks, links and line breaks come with the text that they are for, so
+/// that there are no empty ones.
 class Notes {
 public:
     /// White space counts as one blank, and as none at the start of a line.
@@ -32,9 +53,7 @@ public:
     void add(QChar character) {
         if (isFull() || (!character.isPrint() && !character.isSurrogate() && !character.isSpace()))
             return;
-        startLine();
-        if (std::exchange(blankIsDue_, false))
-            text_ += u' ';
+        startText();
         text_ += QString(character).toHtmlEscaped();
         lineIsEmpty_ = false;
         if (++length_ == longestNotes)
@@ -46,51 +65,85 @@ public:
             add(character);
     }
 
-    /// Ends the line, if there is anything on it. Empty lines become one at most, and only between
-    /// others.
-    void endLine(bool withEmptyLine = false) {
-        breaks_ = std::max(breaks_, withEmptyLine ? 2 : 1);
-        blankIsDue_ = false;
-        lineIsEmpty_ = true;
+    /// What comes next is on a line of its own, if there is anything on this one.
+    void endLine() {
+        lineBreaks_ = std::max(lineBreaks_, 1);
+        startEmptyLine();
+    }
+
+    /// As `<br>` does it: two make an empty line, and more make no more.
+    void breakLine() {
+        lineBreaks_ = std::min(lineBreaks_ + 1, 2);
+        startEmptyLine();
+    }
+
+    /// What comes next is in a block of its own. A paragraph that begins a list's item is that
+    /// item.
+    void startBlock(Block block) {
+        if (blockIsOpen_ || block != Block::paragraph || block_ != Block::listItem) {
+            endBlock();
+            block_ = block;
+        }
+    }
+
+    void endBlock() {
+        if (linkIsOpen_)
+            endLink();
+        if (std::exchange(blockIsOpen_, false))
+            text_ += QLatin1String("</p>");
+        block_ = Block::paragraph;
+        startEmptyLine();
     }
 
     void startLink(const QUrl& url) {
         endLink();
-        if (isFull())
-            return;
-        startLine();
-        if (std::exchange(blankIsDue_, false))
-            text_ += u' ';
-        text_ += QStringLiteral("<a href=\"%1\">")
-                     .arg(QString::fromLatin1(url.toEncoded()).toHtmlEscaped());
-        linkIsOpen_ = true;
+        link_ = QStringLiteral("<a href=\"%1\">")
+                    .arg(QString::fromLatin1(url.toEncoded()).toHtmlEscaped());
     }
 
     void endLink() {
         if (std::exchange(linkIsOpen_, false))
             text_ += QLatin1String("</a>");
+        link_.clear();
     }
 
     /// Nothing more is taken.
     bool isFull() const { return length_ >= longestNotes; }
 
     QString finish() {
-        endLink();
+        endBlock();
         return std::move(text_);
     }
 
 private:
-    void startLine() {
-        const int due = std::exchange(breaks_, 0);
-        for (int i = 0; length_ > 0 && i < due; ++i)
-            text_ += QLatin1String("<br>");
+    void startEmptyLine() {
+        blankIsDue_ = false;
+        lineIsEmpty_ = true;
+    }
+
+    void startText() {
+        const int lineBreaks = std::exchange(lineBreaks_, 0);
+        if (!std::exchange(blockIsOpen_, true))
+            text_ += startOf(block_);
+        else
+            text_ += QStringLiteral("<br>").repeated(lineBreaks);
+        if (std::exchange(blankIsDue_, false))
+            text_ += u' ';
+        if (!link_.isEmpty() && !std::exchange(linkIsOpen_, true))
+            text_ += link_;
     }
 
     QString text_;
     qsizetype length_ = 0;
-    int breaks_ = 0;
+    /// The open one, or the next one.
+    Block block_ = Block::paragraph;
+    bool blockIsOpen_ = false;
+    int lineBreaks_ = 0;
     bool lineIsEmpty_ = true;
     bool blankIsDue_ = false;
+    /// The tag of the link that the text belongs to. No link goes on in the next block: many short
+    /// blocks in one with a long address would fill the memory.
+    QString link_;
     bool linkIsOpen_ = false;
 };
 
@@ -146,7 +199,7 @@ private:
         else if (name == QLatin1String("a"))
             followLink(isEnd, address);
         else
-            breakLine(name, isEnd);
+            divide(name, isEnd);
     }
 
     /// To the end of the tag. Gives the value of "href".
@@ -213,22 +266,30 @@ private:
             notes_.endLink();
     }
 
-    void breakLine(const QString& name, bool isEnd) {
-        if (name == QLatin1String("br") || name == QLatin1String("div") ||
-            name == QLatin1String("tr"))
+    void divide(const QString& name, bool isEnd) {
+        if (name == QLatin1String("br"))
+            notes_.breakLine();
+        else if (name == QLatin1String("div") || name == QLatin1String("tr"))
             notes_.endLine();
-        else if (name == QLatin1String("p") || name == QLatin1String("ul") ||
-                 name == QLatin1String("ol") || name == QLatin1String("blockquote") ||
-                 (name.size() == 2 && name.front() == u'h' && name.back().isDigit()))
-            notes_.endLine(true);
-        else if (name == QLatin1String("li"))
-            startListItem(isEnd);
+        else if (const std::optional<Block> block = blockOf(name))
+            isEnd ? notes_.endBlock() : notes_.startBlock(*block);
     }
 
-    void startListItem(bool isEnd) {
-        notes_.endLine();
-        if (!isEnd)
-            notes_.add(QStringView(u"\u2022 "));
+    static std::optional<Block> blockOf(const QString& name) {
+        static const QHash<QString, Block> blocks = {
+            {QStringLiteral("p"), Block::paragraph},
+            {QStringLiteral("ul"), Block::paragraph},
+            {QStringLiteral("ol"), Block::paragraph},
+            {QStringLiteral("blockquote"), Block::paragraph},
+            {QStringLiteral("li"), Block::listItem},
+            {QStringLiteral("h1"), Block::heading1},
+            {QStringLiteral("h2"), Block::heading2},
+            {QStringLiteral("h3"), Block::heading3},
+            {QStringLiteral("h4"), Block::heading3},
+            {QStringLiteral("h5"), Block::heading3},
+            {QStringLiteral("h6"), Block::heading3}};
+        const auto found = blocks.find(name);
+        return found == blocks.end() ? std::nullopt : std::optional(*found);
     }
 
     void readEntity() {
@@ -306,8 +367,10 @@ QString fromPlainText(const QString& text) {
             notes.add(rest.first(length));
             notes.endLink();
         } else if (rest.front() == u'\n') {
-            const bool isEmptyLine = rest.size() > 1 && rest[1] == u'\n';
-            notes.endLine(isEmptyLine);
+            if (rest.startsWith(u"\n\n") || rest.startsWith(u"\n\r\n"))
+                notes.endBlock();
+            else
+                notes.endLine();
         } else if (rest.front() != u'\r') {
             notes.add(rest.front());
         }

@@ -73,7 +73,7 @@ void Updater::start() {
 void Updater::askOrSchedule() {
     SettingsStore settings(surroundings_.settingsDomain);
     if (settings.boolean(automaticKey, false))
-        scheduleCheck();
+        scheduleChecks();
     else if (!has(settings, automaticKey) && settings.boolean(launchedKey, false))
         askForPermission();
     if (!settings.boolean(launchedKey, false))
@@ -84,25 +84,37 @@ void Updater::askForPermission() {
     present({.title = QStringLiteral("Check for updates automatically?"),
              .message = QStringLiteral(
                  "Bleedwise can look for a new version once a day. It sends nothing about you or "
-                 "your files. You can always look from the application menu."),
+                 "your files. You can look at any time from the application menu, and change "
+                 "your answer there."),
              .notes = {},
              .actions = {{QStringLiteral("decline"), QStringLiteral("Don’t Check")},
                          {QStringLiteral("agree"), QStringLiteral("Check Automatically")}},
              .isAskedFor = false});
 }
 
-void Updater::setChecksAutomatically(bool checks) {
-    SettingsStore(surroundings_.settingsDomain).setBoolean(automaticKey, checks);
+bool Updater::checksAutomatically() const {
+    return SettingsStore(surroundings_.settingsDomain).boolean(automaticKey, false);
 }
 
-void Updater::scheduleCheck() {
+void Updater::setChecksAutomatically(bool checks) {
+    SettingsStore(surroundings_.settingsDomain).setBoolean(automaticKey, checks);
+    if (checks)
+        scheduleChecks();
+    else
+        schedule_.stop();
+    emit checksAutomaticallyChanged();
+}
+
+void Updater::scheduleChecks() {
     checkIfDue();
     schedule_.start(longestWait);
 }
 
 void Updater::checkIfDue() {
     const SettingsStore settings(
-        surroundings_.settingsDomain); // perhaps another window has checked
+        surroundings_.settingsDomain); // perhaps another window has checked, or is to check no more
+    if (!settings.boolean(automaticKey, false))
+        return;
     const QDateTime last =
         QDateTime::fromString(settings.text(lastCheckKey, {}), Qt::ISODate).toUTC();
     const QDateTime now = surroundings_.now().toUTC();
@@ -213,7 +225,8 @@ void Updater::presentNothingNew(const AppcastItem* newest) {
                                   .arg(installed, newest->displayVersion())
                             : QStringLiteral("Bleedwise %1 is the newest version.").arg(installed),
              .notes = {},
-             .actions = {{QStringLiteral("close"), QStringLiteral("OK")}}});
+             .actions = {{QStringLiteral("close"), QStringLiteral("OK")}},
+             .offersAutomaticChecks = true});
 }
 
 bool Updater::isSkipped(const QString& version) const {
@@ -261,12 +274,17 @@ void Updater::presentUpdate(const QString& notes) {
              .actions = {{QStringLiteral("later"), QStringLiteral("Remind Me Later")},
                          {QStringLiteral("skip"), QStringLiteral("Skip This Version")},
                          {QStringLiteral("install"), QStringLiteral("Install Update")}},
-             .isAskedFor = kind_ == Kind::manual});
+             .isAskedFor = kind_ == Kind::manual,
+             .offersAutomaticChecks = true});
 }
 
 void Updater::failCheck(const QString& failure) {
     if (kind_ == Kind::manual)
-        presentFailure(QStringLiteral("The check for updates failed"), failure);
+        present({.title = QStringLiteral("The check for updates failed"),
+                 .message = failure,
+                 .notes = {},
+                 .actions = {{QStringLiteral("close"), QStringLiteral("OK")}},
+                 .offersAutomaticChecks = true});
 }
 
 // The package.
@@ -276,7 +294,7 @@ void Updater::install() {
         Package::requireInstallable(*item_, surroundings_.publicKey);
     } catch (const UpdateError& error) {
         show(std::nullopt);
-        presentFailure(installTitle, error.sentence());
+        failInstallation(error.sentence());
         return;
     }
     show(Panel{.title = QStringLiteral("Downloading version %1…").arg(item_->displayVersion()),
@@ -294,8 +312,15 @@ void Updater::install() {
                                       if (failure.isEmpty())
                                           presentPackage(file);
                                       else
-                                          presentFailure(installTitle, failure);
+                                          failInstallation(failure);
                                   }});
+}
+
+void Updater::failInstallation(const QString& failure) {
+    present({.title = installTitle,
+             .message = failure,
+             .notes = {},
+             .actions = {{QStringLiteral("close"), QStringLiteral("OK")}}});
 }
 
 void Updater::showProgress(qint64 received) {
@@ -322,7 +347,7 @@ void Updater::verifyAgain() {
     // It lay where whoever is this user can write, perhaps for days.
     if (!package_.open(QIODevice::ReadOnly)) {
         package_.setFileName({});
-        presentFailure(installTitle, QStringLiteral("The downloaded update is no longer there."));
+        failInstallation(QStringLiteral("The downloaded update is no longer there."));
         return;
     }
     verification_ = std::make_unique<PackageVerification>(
@@ -337,7 +362,7 @@ void Updater::openPackage(const QString& problem) {
     package_.setFileName({});
     if (!problem.isEmpty()) {
         QFile::remove(name);
-        presentFailure(installTitle, problem);
+        failInstallation(problem);
     } else {
         // Perhaps the system takes as long as its installer is open.
         surroundings_.open(QUrl::fromLocalFile(name), [self = QPointer(this), name] {
@@ -348,9 +373,9 @@ void Updater::openPackage(const QString& problem) {
 }
 
 void Updater::presentFailureToOpen(const QString& file) {
-    presentFailure(installTitle, QStringLiteral("The system has nothing to open the package with. "
-                                                "It is in %1.")
-                                     .arg(shownPath(file)));
+    failInstallation(QStringLiteral("The system has nothing to open the package with. "
+                                    "It is in %1.")
+                         .arg(shownPath(file)));
 }
 
 // The panel.
@@ -377,16 +402,10 @@ void Updater::present(Panel panel) {
         showWaiting();
 }
 
-void Updater::presentFailure(const QString& title, const QString& failure) {
-    present({.title = title,
-             .message = failure,
-             .notes = {},
-             .actions = {{QStringLiteral("close"), QStringLiteral("OK")}}});
-}
-
 void Updater::show(std::optional<Panel> panel) {
     panel_ = std::move(panel);
     emit panelChanged();
+    emit checksAutomaticallyChanged(); // perhaps in another window, since the last panel
 }
 
 void Updater::setProgress(double progress, const QString& text) {
@@ -425,12 +444,8 @@ void Updater::perform(const QString& action) {
             waitingPanel_.reset();
         }
         show(std::nullopt);
-        if (action == QLatin1String("agree")) {
-            setChecksAutomatically(true);
-            scheduleCheck();
-        } else if (action == QLatin1String("decline")) {
-            setChecksAutomatically(false);
-        }
+        if (action == QLatin1String("agree") || action == QLatin1String("decline"))
+            setChecksAutomatically(action == QLatin1String("agree"));
     }
 }
 

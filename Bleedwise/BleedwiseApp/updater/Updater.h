@@ -23,12 +23,12 @@ namespace Bleedwise {
 /// Looks for new versions of the program and fetches them, and is at the same time what the window
 /// shows of that: one panel, or none.
 ///
-/// Checks when it is told to, and once a day by itself when the user has agreed, who is asked
-/// from the second start on, until there is an answer. A check by itself says nothing unless there
-/// is something new; one that fails is made again an hour later. What there is to say while a batch
-/// of files is converted waits until that is over. Nothing here waits other than in the event loop,
-/// and nothing that was fetched is ever run: a package whose length and signature are right is
-/// given to the system to open, after asking.
+/// Checks when it is told to, and once a day by itself when the user has agreed, who is asked from
+/// the second start on, until there is an answer, and can change it wherever a check ends. A check
+/// by itself says nothing unless there is something new; one that fails is made again an hour
+/// later. What there is to say while a batch of files is converted waits until that is over.
+/// Nothing here waits other than in the event loop, and nothing that was fetched is ever run: a
+/// package whose length and signature are right is given to the system to open, after asking.
 ///
 /// Keeps in the settings: "SUHasLaunchedBefore"; "SUEnableAutomaticChecks", there from the answer
 /// on; "SULastCheckTime", of the last feed that could be read, a text, ISO 8601 in UTC;
@@ -47,6 +47,9 @@ class Updater : public QObject {
     Q_PROPERTY(QVariantList actions READ actions NOTIFY panelChanged)
     Q_PROPERTY(bool busy READ isBusy NOTIFY panelChanged)
     Q_PROPERTY(bool askedFor READ isAskedFor NOTIFY panelChanged)
+    Q_PROPERTY(bool offersAutomaticChecks READ offersAutomaticChecks NOTIFY panelChanged)
+    Q_PROPERTY(bool checksAutomatically READ checksAutomatically WRITE setChecksAutomatically NOTIFY
+                   checksAutomaticallyChanged)
     Q_PROPERTY(double progress READ progress NOTIFY progressChanged)
     Q_PROPERTY(QString progressText READ progressText NOTIFY progressChanged)
 
@@ -99,6 +102,12 @@ public:
     bool isBusy() const { return panel_ && panel_->isBusy; }
     /// Whether the panel follows what the user did here, and may take the keyboard.
     bool isAskedFor() const { return panel_ && panel_->isAskedFor; }
+    /// Whether the panel is a place to say whether to check automatically.
+    bool offersAutomaticChecks() const { return panel_ && panel_->offersAutomaticChecks; }
+    /// The answer to the question; false without one.
+    bool checksAutomatically() const;
+    /// Answers the question, if it has not been answered.
+    void setChecksAutomatically(bool checks);
     /// From 0 to 1; below 0 while nobody knows.
     double progress() const { return progress_; }
     QString progressText() const { return progressText_; }
@@ -114,6 +123,7 @@ public:
 signals:
     void batchIsRunningChanged();
     void panelChanged();
+    void checksAutomaticallyChanged();
     void progressChanged();
 
 private:
@@ -129,13 +139,13 @@ private:
         std::vector<Action> actions;
         bool isBusy = false;
         bool isAskedFor = true;
+        bool offersAutomaticChecks = false;
     };
     enum class Kind { manual, scheduled };
 
     void askOrSchedule();
     void askForPermission();
-    void setChecksAutomatically(bool checks);
-    void scheduleCheck();
+    void scheduleChecks();
     void checkIfDue();
 
     void check(Kind kind);
@@ -150,6 +160,7 @@ private:
     bool isSkipped(const QString& version) const;
 
     void install();
+    void failInstallation(const QString& failure);
     void showProgress(qint64 received);
     void presentPackage(const QString& file);
     void verifyAgain();
@@ -158,7 +169,6 @@ private:
 
     void present(Panel panel);
     void show(std::optional<Panel> panel);
-    void presentFailure(const QString& title, const QString& failure);
     void setProgress(double progress, const QString& text);
     void cancel();
     void stop();

@@ -21,8 +21,10 @@ DialogPanel {
 
         SymbolIcon {
             Layout.alignment: Qt.AlignHCenter
+            Layout.preferredWidth: 64
+            Layout.preferredHeight: 64
             symbol: "bleedwise"
-            color: Theme.accentColor
+            color: "transparent" // it has its own
         }
 
         Text {

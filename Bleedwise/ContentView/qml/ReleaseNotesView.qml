@@ -5,10 +5,19 @@ import QtQuick.Templates as T
 FocusScope {
     id: root
 
-    // Rich text of escaped characters, line breaks and links.
+    // Rich text as the updater makes it: p, with the classes item and heading1 to heading3, br and a.
     required property string notes
 
     signal linkActivated(string address)
+
+    readonly property string style: `
+        a { color: ${Theme.accentColor} }
+        p { margin: ${Theme.scaled(7)}px 0 0 0 }
+        .item { margin: ${Theme.scaled(4)}px 0 0 ${Theme.scaled(10)}px; text-indent: -${Theme.scaled(10)}px }
+        .heading1, .heading2, .heading3 { margin-top: ${Theme.scaled(15)}px; font-weight: 600 }
+        .heading1 { font-size: ${Theme.scaled(17)}px }
+        .heading2 { font-size: ${Theme.scaled(15)}px }
+    `
 
     implicitHeight: text.implicitHeight + 2 * flickable.anchors.margins
 
@@ -41,7 +50,7 @@ FocusScope {
 
             objectName: "notesText"
             width: flickable.width
-            text: `<style>a { color: ${Theme.accentColor} }</style>${root.notes}`
+            text: `<style>${root.style}</style>${root.notes}`
             textFormat: TextEdit.RichText
             readOnly: true
             selectByMouse: true

@@ -104,6 +104,20 @@ DialogPanel {
             color: Theme.secondaryLabelColor
         }
 
+        CheckBox {
+            id: automatic
+
+            objectName: "automatic"
+            Layout.topMargin: 12
+            visible: root.updater.offersAutomaticChecks
+            text: "Automatically check for updates"
+            checked: root.updater.checksAutomatically
+            onToggled: {
+                root.updater.checksAutomatically = automatic.checked;
+                automatic.checked = Qt.binding(() => root.updater.checksAutomatically);
+            }
+        }
+
         RowLayout {
             id: row
 

@@ -112,6 +112,60 @@ TEST_F(PackageDownloadTest, GivesTheFileAHarmlessName) {
     EXPECT_EQ(file.filename().native(), "__x__a_.deb");
 }
 
+// What is in the folder from before.
+
+class PackageDownloadAgain : public PackageDownloadTest {
+protected:
+    PackageDownloadAgain() { std::filesystem::create_directory(downloads); }
+};
+
+TEST_F(PackageDownloadAgain, TakesAPackageThatIsThereAlready) {
+    folder.file("Downloads/bleedwise_2.0_amd64.deb", package);
+    EXPECT_EQ(outcome(), "");
+    EXPECT_EQ(file, downloads / "bleedwise_2.0_amd64.deb");
+    EXPECT_EQ(entryCount(downloads), 1U);
+    EXPECT_EQ(server.requests().size(), 0U);
+}
+
+TEST_F(PackageDownloadAgain, TakesAPackageThatIsThereUnderANumber) {
+    folder.file("Downloads/bleedwise_2.0_amd64.deb", std::string(package.size(), 'q'));
+    folder.file("Downloads/bleedwise_2.0_amd64-2.deb", "mine");
+    folder.file("Downloads/bleedwise_2.0_amd64-3.deb", package);
+    EXPECT_EQ(outcome(), "");
+    EXPECT_EQ(file, downloads / "bleedwise_2.0_amd64-3.deb");
+    EXPECT_EQ(server.requests().size(), 0U);
+}
+
+TEST_F(PackageDownloadAgain, LeavesAFileOfTheSameLengthThatDoesNotVerify) {
+    const std::string other(package.size(), 'q');
+    folder.file("Downloads/bleedwise_2.0_amd64.deb", other);
+    EXPECT_EQ(outcome(), "");
+    EXPECT_EQ(file, downloads / "bleedwise_2.0_amd64-2.deb");
+    EXPECT_EQ(contents(file), package);
+    EXPECT_EQ(contents(downloads / "bleedwise_2.0_amd64.deb"), other);
+}
+
+TEST_F(PackageDownloadAgain, TellsThatAFileThatIsThereIsLookedAt) {
+    folder.file("Downloads/bleedwise_2.0_amd64.deb", package);
+    EXPECT_EQ(outcome(), "");
+    EXPECT_EQ(progress, std::vector<qint64>{static_cast<qint64>(package.size())});
+}
+
+TEST_F(PackageDownloadAgain, TakesNoLinkToAPackage) {
+    folder.file("package", package);
+    std::filesystem::create_symlink(folder / "package", downloads / "bleedwise_2.0_amd64.deb");
+    EXPECT_EQ(outcome(), "");
+    EXPECT_EQ(file, downloads / "bleedwise_2.0_amd64-2.deb");
+}
+
+TEST_F(PackageDownloadAgain, LeavesAPackageThatIsThereWhenItIsCancelled) {
+    folder.file("Downloads/bleedwise_2.0_amd64.deb", package);
+    start().reset();
+    loop.runOnce();
+    EXPECT_EQ(contents(downloads / "bleedwise_2.0_amd64.deb"), package);
+    EXPECT_EQ(failure, std::nullopt);
+}
+
 // What is wrong with a package; nothing is left of it.
 
 TEST_F(PackageDownloadTest, DeletesAPackageWithAWrongSignature) {

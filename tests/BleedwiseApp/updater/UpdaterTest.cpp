@@ -196,20 +196,20 @@ TEST_F(UpdaterTest, ShowsTheNotesAsTextWithLinks) {
     offer("2.0", "<description><![CDATA[<p onclick='x'>See <a href='https://a.test/'>this</a></p>"
                  "<script>x</script>]]></description>");
     check(availableTitle);
-    EXPECT_EQ(updater->notes(), "See <a href=\"https://a.test/\">this</a>");
+    EXPECT_EQ(updater->notes(), "<p>See <a href=\"https://a.test/\">this</a></p>");
 }
 
 TEST_F(UpdaterTest, ShowsPlainNotesAsTheyAre) {
     offer("2.0", "<description sparkle:format=\"plain-text\">1 &lt; 2</description>");
     check(availableTitle);
-    EXPECT_EQ(updater->notes(), "1 &lt; 2");
+    EXPECT_EQ(updater->notes(), "<p>1 &lt; 2</p>");
 }
 
 TEST_F(UpdaterTest, FetchesNotesThatTheFeedLinksTo) {
     server.serve("/notes.html", {.body = "<h1>New</h1>", .headers = "Content-Type: text/html\r\n"});
     offer("2.0", "<sparkle:releaseNotesLink>/notes.html</sparkle:releaseNotesLink>");
     check(availableTitle);
-    EXPECT_EQ(updater->notes(), "New");
+    EXPECT_EQ(updater->notes(), "<p class=\"heading1\">New</p>");
 }
 
 TEST_F(UpdaterTest, ShowsALinkToNotesThatCannotBeFetched) {
@@ -355,6 +355,34 @@ TEST_F(UpdaterTest, KeepsThePackageForLater) {
     EXPECT_FALSE(updater->isShowing());
     EXPECT_EQ(opened.size(), 0U);
     EXPECT_EQ(contents(downloads / "bleedwise.deb"), package);
+}
+
+TEST_F(UpdaterTest, DoesNotFetchAPackageAgainThatWasKeptForLater) {
+    check(availableTitle);
+    updater->perform("install");
+    expectTitle(readyTitle);
+    updater->perform("keep");
+    check(availableTitle);
+    updater->perform("install");
+    EXPECT_EQ(updater->progressText(), "Verifying…");
+    expectTitle(readyTitle);
+    EXPECT_EQ(server.requests(),
+              (std::vector<std::string>{"/feed.xml", "/bleedwise.deb", "/feed.xml"}));
+    EXPECT_EQ(entryCount(downloads), 1U);
+}
+
+TEST_F(UpdaterTest, FetchesAPackageAgainThatHasChangedSinceItWasKept) {
+    check(availableTitle);
+    updater->perform("install");
+    expectTitle(readyTitle);
+    updater->perform("keep");
+    folder.file("Downloads/bleedwise.deb", std::string(package.size(), 'q'));
+    check(availableTitle);
+    updater->perform("install");
+    expectTitle(readyTitle);
+    updater->perform("open");
+    EXPECT_TRUE(loop.runUntil([this] { return !opened.empty(); }));
+    EXPECT_EQ(contents(opened.front().toLocalFile().toStdString()), package);
 }
 
 TEST_F(UpdaterTest, SaysThatTheSystemCannotOpenThePackage) {
@@ -546,6 +574,83 @@ TEST_F(UpdaterTest, DoesNotCheckWhenTheUserDeclines) {
     startProgram();
     settle();
     EXPECT_EQ(server.requests(), std::vector<std::string>{"/settled"});
+}
+
+// The answer, later.
+
+TEST_F(UpdaterTest, OffersAutomaticChecksWithANewerVersion) {
+    check(availableTitle);
+    EXPECT_TRUE(updater->offersAutomaticChecks());
+}
+
+TEST_F(UpdaterTest, OffersAutomaticChecksWhereThereIsNothingNew) {
+    offer("1.0");
+    check(upToDateTitle);
+    EXPECT_TRUE(updater->offersAutomaticChecks());
+}
+
+TEST_F(UpdaterTest, OffersAutomaticChecksAfterACheckThatFailed) {
+    server.serve("/feed.xml", {.body = "", .status = 404});
+    check(failedTitle);
+    EXPECT_TRUE(updater->offersAutomaticChecks());
+}
+
+TEST_F(UpdaterTest, DoesNotOfferAutomaticChecksBesideOtherThings) {
+    startProgram();
+    startProgram();
+    EXPECT_FALSE(updater->offersAutomaticChecks()); // the question itself
+    updater->dismiss();
+    updater->checkForUpdates();
+    EXPECT_FALSE(updater->offersAutomaticChecks());
+    expectTitle(availableTitle);
+    updater->perform("install");
+    EXPECT_FALSE(updater->offersAutomaticChecks());
+    expectTitle(readyTitle);
+    EXPECT_FALSE(updater->offersAutomaticChecks());
+}
+
+TEST_F(UpdaterTest, DoesNotCheckAutomaticallyUntilThereIsAnAnswer) {
+    EXPECT_FALSE(updater->checksAutomatically());
+}
+
+TEST_F(UpdaterTest, KnowsTheAnswerToItsQuestion) {
+    startProgram();
+    startProgram();
+    updater->perform("agree");
+    EXPECT_TRUE(updater->checksAutomatically());
+}
+
+TEST_F(UpdaterTest, ChecksByItselfFromTheNextStartOnWhenTheAnswerIsChanged) {
+    startProgram();
+    startProgram();
+    updater->perform("decline");
+    updater->setChecksAutomatically(true);
+    startProgram();
+    expectTitle(availableTitle);
+}
+
+TEST_F(UpdaterTest, ChecksByItselfNoMoreWhenTheAnswerIsTakenBack) {
+    agreeToChecks();
+    updater->setChecksAutomatically(false);
+    startProgram();
+    settle();
+    EXPECT_EQ(server.requests(), std::vector<std::string>{"/settled"});
+}
+
+TEST_F(UpdaterTest, DoesNotAskWhereTheAnswerWasGivenBefore) {
+    startProgram();
+    updater->setChecksAutomatically(false);
+    startProgram();
+    EXPECT_FALSE(updater->isShowing());
+}
+
+TEST_F(UpdaterTest, LeavesThePanelWhenTheAnswerIsChanged) {
+    check(availableTitle);
+    bool hasChanged = false;
+    QObject::connect(updater.get(), &Updater::panelChanged, [&] { hasChanged = true; });
+    updater->setChecksAutomatically(true);
+    settle();
+    EXPECT_FALSE(hasChanged);
 }
 
 // Checks by itself.

@@ -17,6 +17,8 @@ Item {
         property var actions: []
         property bool busy
         property bool askedFor
+        property bool offersAutomaticChecks
+        property bool checksAutomatically
         property real progress
         property string progressText
         property var performed: []
@@ -76,6 +78,8 @@ Item {
             posing.actions = test.offer;
             posing.busy = false;
             posing.askedFor = true;
+            posing.offersAutomaticChecks = false;
+            posing.checksAutomatically = false;
             posing.progress = 0;
             posing.progressText = "";
             posing.performed = [];
@@ -191,6 +195,48 @@ Item {
             verify(!test.part("notes").visible);
         }
 
+        // Where these words of the notes are drawn, with the height of their line.
+        function line(words) {
+            const text = test.part("notesText");
+            return text.positionToRectangle(text.getText(0, text.length).indexOf(words));
+        }
+
+        function test_drawsHeadingsByTheirLevels() {
+            showNotes('<p class="heading1">First</p><p class="heading2">Second</p><p class="heading3">Third</p><p>Text</p>');
+            const heights = ["First", "Second", "Third", "Text"].map(words => test.line(words).height);
+            verify(heights[0] > heights[1]);
+            verify(heights[1] > heights[2]);
+            compare(heights[2], heights[3]);
+        }
+
+        function test_setsAHeadingApartFromWhatIsAboveIt() {
+            showNotes('<p>Above</p><p class="heading2">Heading</p><p>Below</p>');
+            const above = test.line("Heading").top - test.line("Above").bottom;
+            const below = test.line("Below").top - test.line("Heading").bottom;
+            verify(above > 1.5 * below);
+        }
+
+        function test_drawsHeadingsInTheDesktopsFontSize() {
+            Theme.fontScale = 2;
+            showNotes('<p class="heading2">Heading</p>');
+            const large = test.line("Heading").height;
+            Theme.fontScale = 1;
+            tryVerify(() => test.line("Heading").height < 0.6 * large);
+        }
+
+        function test_beginsWithoutSpaceAboveAHeading() {
+            showNotes('<p class="heading1">Heading</p><p>Text</p>');
+            compare(test.line("Heading").top, 0);
+        }
+
+        function test_alignsTheLinesOfAListsItem() {
+            showNotes(`<p class="item">\u2022 ${"word ".repeat(100)}</p>`);
+            const text = test.part("notesText");
+            const first = text.positionToRectangle(2).x;
+            const second = text.positionAt(first, 1.5 * test.line("word").height);
+            fuzzyCompare(text.positionToRectangle(second).x, first, 3);
+        }
+
         function test_longNotesScroll() {
             showNotes("A line of the notes.<br>".repeat(200));
             verify(test.part("notes").height > 100);
@@ -215,6 +261,51 @@ Item {
             showNotes("<a href=\"https://bleedwise.test/news\">everything that is new</a>");
             mouseClick(test.part("notesText"), 20, 8);
             compare(posing.links, ["https://bleedwise.test/news"]);
+        }
+
+        function test_hidesTheChoiceOfAutomaticChecksWhereItIsNotOffered() {
+            verify(!test.part("automatic").visible);
+        }
+
+        function test_showsWhetherItChecksAutomatically_data() {
+            return [{ tag: "yes", checks: true }, { tag: "no", checks: false }];
+        }
+
+        function test_showsWhetherItChecksAutomatically(row) {
+            posing.offersAutomaticChecks = true;
+            posing.checksAutomatically = row.checks;
+            tryVerify(() => test.part("automatic").visible);
+            compare(test.part("automatic").checked, row.checks);
+        }
+
+        function test_changesWhetherItChecksAutomatically_data() {
+            return [{ tag: "on", checks: true }, { tag: "off", checks: false }];
+        }
+
+        function test_changesWhetherItChecksAutomatically(row) {
+            posing.offersAutomaticChecks = true;
+            posing.checksAutomatically = !row.checks;
+            verify(waitForRendering(test.panel.contentItem));
+            mouseClick(test.part("automatic"));
+            compare(posing.checksAutomatically, row.checks);
+        }
+
+        function test_changesWhetherItChecksAutomaticallyByKeys() {
+            posing.offersAutomaticChecks = true;
+            verify(waitForRendering(test.panel.contentItem));
+            test.part("later").forceActiveFocus(Qt.TabFocusReason);
+            keyClick(Qt.Key_Backtab);
+            verify(test.part("automatic").activeFocus);
+            keyClick(Qt.Key_Space);
+            compare(posing.checksAutomatically, true);
+        }
+
+        function test_followsAChangeOfAutomaticChecksAfterAClick() {
+            posing.offersAutomaticChecks = true;
+            verify(waitForRendering(test.panel.contentItem));
+            mouseClick(test.part("automatic"));
+            posing.checksAutomatically = false;
+            verify(!test.part("automatic").checked);
         }
 
         function test_showsNoProgressWhereThereIsNone() {
@@ -248,6 +339,7 @@ Item {
 
         function test_staysWithinASmallWindow() {
             posing.message = "A sentence of many words. ".repeat(10);
+            posing.offersAutomaticChecks = true;
             posing.busy = true;
             posing.progressText = "1.0 MB of 4.0 MB";
             showNotes("A line of the notes.<br>".repeat(200));
