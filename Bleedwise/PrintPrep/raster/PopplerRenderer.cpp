@@ -228,12 +228,12 @@ private:
     }
 
     /// Whether to read the image costs far less than to convert and scale it, which each part of a
-    /// page does for its own rows only.
+    /// page does for its own rows only, if the image is upright and opaque.
     static bool isQuicklyRead(const Dict& image) {
         const Object filter = image.lookup("Filter");
-        const bool isJPEG = filter.isName("DCTDecode") ||
-                            (filter.isArray() && filter.arrayGetLength() == 1 &&
-                             filter.arrayGet(0).isName("DCTDecode"));
+        const bool isJPEG =
+            filter.isName("DCTDecode") || (filter.isArray() && filter.arrayGetLength() == 1 &&
+                                           filter.arrayGet(0).isName("DCTDecode"));
         return isJPEG && !image.hasKey("SMask") && !image.hasKey("Mask");
     }
 

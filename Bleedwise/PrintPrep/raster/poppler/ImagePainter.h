@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <optional>
 
 #include <GfxState.h>
@@ -102,14 +103,12 @@ struct ClippedRange {
     /// Those that it does not touch.
     PixelRange inner;
 
-    ClippedRange(PixelRange range, double clip0, double clip1, int size) {
-        const auto pixel = [&](double position) {
-            return static_cast<int>(std::clamp(position, 0.0, static_cast<double>(size)));
-        };
-        all = {std::max(range.first, pixel(std::floor(clip0) - 1)),
-               std::min(range.last, pixel(std::floor(clip1) + 2))};
+    ClippedRange(PixelRange range, double clip0, double clip1, int size)
+        : all{std::max(range.first, pixelAt(std::floor(clip0) - 1, size)),
+              std::min(range.last, pixelAt(std::floor(clip1) + 2, size))} {
         const PixelRange inside = insideClip(clip0, clip1, size);
-        inner = {std::max(range.first, inside.first), std::min(range.last, inside.last)};
+        inner.first = std::min(std::max(all.first, inside.first), all.last);
+        inner.last = std::max(std::min(all.last, inside.last), inner.first);
     }
 };
 
@@ -125,23 +124,32 @@ inline void copyPixels(SplashBitmap& bitmap, PixelRange across, int y, const uns
                     count, 255);
 }
 
+/// Whether an image of so many samples is worth the while, and Poppler would draw it. Nothing here
+/// depends on which part of the page is drawn, so that all parts agree.
+inline bool isOfFairSize(int width, int height, const ImagePlace& place, std::size_t channels) {
+    constexpr std::int64_t leastPixels = 2'500;
+    constexpr std::int64_t mostBytes = std::numeric_limits<int>::max();
+    constexpr int mostColumns = 1 << 20;
+    constexpr std::int64_t mostSamples = 1 << 30;
+    const std::int64_t pixels = place.across.count() * place.down.count();
+    return width >= 1 && height >= 1 && width <= mostColumns &&
+           std::int64_t{width} * height <= mostSamples && pixels >= leastPixels &&
+           pixels <= mostBytes / static_cast<std::int64_t>(channels);
+}
+
 /// Draws an image of `width` × `height` samples; false when that is Poppler's own business.
 inline bool paintImage(GfxState& state, Splash& splash, bool isRGB, Stream& stream, int width,
                        int height, GfxImageColorMap& map, bool interpolate) {
-    // More make no image: Poppler knows which of them not to begin with.
-    constexpr double mostSamples = 1U << 30U;
     const auto place = ImagePlace::of(state);
-    if (!place || width < 1 || height < 1 || static_cast<double>(width) * height > mostSamples ||
+    if (!place || !isOfFairSize(width, height, *place, isRGB ? 3 : 4) ||
         !paintsOpaque(state, splash, isRGB) || splash.getClip()->getNumPaths() != 0)
         return false;
     SplashClip& clip = *splash.getClip();
     SplashBitmap& bitmap = *splash.getBitmap();
     const ClippedRange across(place->across, clip.getXMin(), clip.getXMax(), bitmap.getWidth());
     const ClippedRange down(place->down, clip.getYMin(), clip.getYMax(), bitmap.getHeight());
-    constexpr std::int64_t worthwhile = 2'500; // pixels
-    if (across.inner.count() * down.inner.count() < worthwhile)
-        return false;
-
+    if (across.all.count() == 0 || down.all.count() == 0)
+        return true;
     const auto wide = static_cast<int>(place->across.count());
     const auto high = static_cast<int>(place->down.count());
     if ((wide < width) != (high < height))

@@ -49,6 +49,11 @@ struct PixelRange {
     std::int64_t count() const { return std::max(0, last - first); }
 };
 
+/// A position as a pixel's number, at most `size`.
+inline int pixelAt(double position, int size) {
+    return position > 0 ? static_cast<int>(std::min(position, static_cast<double>(size))) : 0;
+}
+
 /// Between the sides of a clip without paths, pixels that they do not touch. Where they let all of
 /// the bitmap's `size` pixels through there are no sides to be kept from.
 inline PixelRange insideClip(double clip0, double clip1, int size) {
@@ -56,11 +61,8 @@ inline PixelRange insideClip(double clip0, double clip1, int size) {
     // Of the four samples along a pixel's side, Poppler's own clip for the bitmap, which ends a
     // little before it, misses none.
     constexpr double sample = 0.25;
-    const auto pixel = [&](double position) {
-        return static_cast<int>(std::clamp(position, 0.0, static_cast<double>(size)));
-    };
-    return {clip0 <= 0 ? 0 : pixel(std::ceil(clip0)) + margin,
-            clip1 > size - sample ? size : pixel(std::floor(clip1)) - margin};
+    return {clip0 <= 0 ? 0 : pixelAt(std::ceil(clip0), size) + margin,
+            clip1 > size - sample ? size : pixelAt(std::floor(clip1), size) - margin};
 }
 
 /// The pixels between the sides that neither the sides nor the clip's touch. Poppler moves sides to

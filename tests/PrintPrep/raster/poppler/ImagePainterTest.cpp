@@ -143,6 +143,13 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"Turned", 41, 33, rgb, "q 0 24 -24 0 24 0 cm /I Do Q"},
         Case{"TurnedALittle", 41, 33, rgb, "q 20 2 -2 20 2 1 cm /I Do Q"},
         Case{"Small", 41, 33, rgb, "q 6 0 0 6 5.5 5.5 cm /I Do Q"},
+        Case{"OfAVastWidth", 500'000'000, 2'000, gray, coverPage, "", 99},
+        Case{"OfTheLargestSize", 2'147'483'647, 2'147'483'647, rgb, coverPage, "", 99},
+        Case{"TooLargeForPoppler", 100, 90, rgb, "q 9000 0 0 9000 -4e3 -4e3 cm /I Do Q"},
+        Case{"InANarrowClip", 41, 33, rgb, "q 3.3 0 0.4 24 re W n 24 0 0 24 0 0 cm /I Do Q"},
+        Case{"InAClipOfOnePixel", 331, 277, rgb,
+             "q 3.3 7.7 0.1 0.1 re W n 24 0 0 24 0 0 cm /I Do Q"},
+        Case{"InAnEmptyClip", 41, 33, rgb, "q 3 3 0 0 re W n 24 0 0 24 0 0 cm /I Do Q"},
         Case{"OfAVastSize", 1'000'000'000, 1'000'000'000, rgb, coverPage, "", 99},
         Case{"ThinAndLong", 41, 33, rgb, "q 24 0 0 0.3 0 11.1 cm /I Do Q"}),
     [](const auto& test) { return test.param.name; });
