@@ -348,7 +348,10 @@ private:
                                            const OutputProfile& profile, std::int64_t processes,
                                            std::int64_t parts) {
         const StopSignal stop(request.stop);
-        Bands bands(request, division_.bounds(request.rowCount, parts));
+        // Where there are more parts than processes, they are there to be small.
+        PageDivision equal;
+        PageDivision& division = parts > processes ? equal : division_;
+        Bands bands(request, division.bounds(request.rowCount, parts));
         std::optional<RenderFailure> failure;
         for (;;) {
             for (std::int64_t index = 0; index < processes; ++index) {
@@ -361,7 +364,7 @@ private:
             if (std::none_of(workers_.begin(), workers_.end(),
                              [](const auto& worker) { return worker->helper.outstanding() > 0; })) {
                 if (parts > 1 && !failure)
-                    division_.learn(bands.noted(), request.rowCount);
+                    division.learn(bands.noted(), request.rowCount);
                 return failure;
             }
             await(workers_, stop);
