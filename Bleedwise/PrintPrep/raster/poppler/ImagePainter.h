@@ -9,7 +9,6 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <limits>
 #include <optional>
 
@@ -111,18 +110,6 @@ struct ClippedRange {
         inner.last = std::max(std::min(all.last, inside.last), inner.first);
     }
 };
-
-inline void copyPixels(SplashBitmap& bitmap, PixelRange across, int y, const unsigned char* row) {
-    const std::size_t channels = bitmap.getMode() == splashModeRGB8 ? 3 : 4;
-    const auto count = static_cast<std::size_t>(across.count());
-    std::memcpy(bitmap.getDataPtr() + static_cast<std::ptrdiff_t>(y) * bitmap.getRowSize() +
-                    static_cast<std::ptrdiff_t>(channels) * across.first,
-                row, channels * count);
-    if (unsigned char* alpha = bitmap.getAlphaPtr())
-        std::fill_n(alpha + static_cast<std::ptrdiff_t>(y) * bitmap.getAlphaRowSize() +
-                        across.first,
-                    count, 255);
-}
 
 /// Whether an image of so many samples is worth the while, and Poppler would draw it. Nothing here
 /// depends on which part of the page is drawn, so that all parts agree.

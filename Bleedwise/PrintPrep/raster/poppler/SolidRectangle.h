@@ -9,6 +9,7 @@
 #include <cstring>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include <GfxState.h>
 #include <splash/Splash.h>
@@ -108,29 +109,29 @@ inline void fillRectangle(Splash& splash, double x0, double y0, double x1, doubl
     splash.fill(&path, false);
 }
 
+/// Writes opaque pixels into a row of the bitmap.
+inline void copyPixels(SplashBitmap& bitmap, PixelRange across, int y, const unsigned char* row) {
+    const std::size_t channels = bitmap.getMode() == splashModeRGB8 ? 3 : 4;
+    const auto count = static_cast<std::size_t>(across.count());
+    std::memcpy(bitmap.getDataPtr() + static_cast<std::ptrdiff_t>(y) * bitmap.getRowSize() +
+                    static_cast<std::ptrdiff_t>(channels) * across.first,
+                row, channels * count);
+    if (unsigned char* alpha = bitmap.getAlphaPtr())
+        std::fill_n(alpha + static_cast<std::ptrdiff_t>(y) * bitmap.getAlphaRowSize() +
+                        across.first,
+                    count, 255);
+}
+
 inline void fillPixels(Splash& splash, PixelRange across, PixelRange down) {
     SplashBitmap& bitmap = *splash.getBitmap();
     const std::size_t channels = bitmap.getMode() == splashModeRGB8 ? 3 : 4;
-    const auto count = static_cast<std::size_t>(across.count());
     SplashColor color = {};
     splash.getFillPattern()->getColor(across.first, down.first, color);
-    unsigned char* firstRow = nullptr;
-    for (int y = down.first; y < down.last; ++y) {
-        unsigned char* row = bitmap.getDataPtr() +
-                             static_cast<std::ptrdiff_t>(y) * bitmap.getRowSize() +
-                             static_cast<std::ptrdiff_t>(channels) * across.first;
-        if (firstRow) {
-            std::memcpy(row, firstRow, channels * count);
-        } else {
-            for (std::size_t pixel = 0; pixel < count; ++pixel)
-                std::copy_n(color, channels, row + channels * pixel);
-            firstRow = row;
-        }
-        if (unsigned char* alpha = bitmap.getAlphaPtr())
-            std::fill_n(alpha + static_cast<std::ptrdiff_t>(y) * bitmap.getAlphaRowSize() +
-                            across.first,
-                        count, 255);
-    }
+    std::vector<unsigned char> row(channels * static_cast<std::size_t>(across.count()));
+    for (std::size_t pixel = 0; pixel < row.size(); pixel += channels)
+        std::copy_n(color, channels, row.data() + pixel);
+    for (int y = down.first; y < down.last; ++y)
+        copyPixels(bitmap, across, y, row.data());
 }
 
 /// Fills the current path; false when that is Poppler's own business.
