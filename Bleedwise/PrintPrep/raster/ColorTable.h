@@ -13,11 +13,11 @@ namespace Bleedwise {
 /// and tetrahedral interpolation between them (J. Kasson et al., "Performing color space
 /// conversions with three-dimensional linear interpolation", 1995). Any thread.
 ///
-/// The grid has 86 steps per axis, every third byte, and is filled where colours are asked for.
+/// The grid has 52 colours per axis, every fifth byte, and is filled where colours are asked for.
 /// Where the conversion bends too sharply for interpolation, as it does at the edges of gamuts,
-/// each colour is converted by itself. All sRGB colours come out within 2 of 255 of what the
-/// FOGRA39 profile itself gives, but for the saturation intent, where 7 of the 16.8 million are off
-/// by 3.
+/// each colour is converted by itself. The 16.8 million sRGB colours come out within 2 of 255 of
+/// what the FOGRA39 profile itself gives, but for one that is off by 3, and five under the
+/// saturation intent.
 class ColorTable {
 public:
     /// Converts a number of RGB pixels of 16 bits per channel, 0 to 65535, to `channels` channels
