@@ -226,7 +226,7 @@ Result convertToCMYKSync(const std::filesystem::path& ghostscriptURL,
         throw PrintPrepError::ghostscriptFailed(joined(lines));
     }
     throwIfStopped(stop);
-    PDFBoxPatcher::applyPrintBoxes(outputURL, settings, true);
+    PDFBoxPatcher::applyPrintBoxes(outputURL, settings, true, PDFBoxPatcher::Writing::inPlace);
     if (lines.empty())
         lines.emplace_back("Ghostscript finished without messages.");
     for (std::string& gap : check.gaps())

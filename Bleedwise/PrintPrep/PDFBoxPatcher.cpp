@@ -3,16 +3,21 @@
 #include "PrintPrep/Format.h"
 #include "PrintPrep/PDFPatterns.h"
 #include "PrintPrep/PrintPrepError.h"
+#include "PrintPrep/platform/FileDescriptor.h"
 #include "PrintPrep/platform/FileSystemError.h"
 #include "PrintPrep/platform/MappedFile.h"
 #include "PrintPrep/platform/StagedFile.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <functional>
 #include <initializer_list>
 #include <system_error>
 #include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace Bleedwise::PDFBoxPatcher {
 namespace {
@@ -83,33 +88,47 @@ std::vector<PageObjectUpdate> collectUpdates(std::string_view text, const std::s
     return updates;
 }
 
-/// Writes the incremental update that follows `fileSize` bytes of existing file.
-void appendUpdate(StagedFile& file, std::int64_t fileSize,
-                  const std::vector<PageObjectUpdate>& updates, const TrailerInfo& trailer) {
-    std::int64_t offset = fileSize;
-    const auto append = [&](std::string_view text) {
-        file.append(text);
-        offset += static_cast<std::int64_t>(text.size());
-    };
+/// The incremental update that follows `fileSize` bytes of existing file.
+std::string updateText(std::int64_t fileSize, const std::vector<PageObjectUpdate>& updates,
+                       const TrailerInfo& trailer) {
+    std::string text;
+    const auto offset = [&] { return fileSize + static_cast<std::int64_t>(text.size()); };
 
     std::vector<std::pair<std::int64_t, std::int64_t>> entries; // object number and its offset
     for (const PageObjectUpdate& update : updates) {
-        entries.emplace_back(update.object, offset);
-        append(std::to_string(update.object) + " 0 obj\n");
-        append(update.body);
-        append("\nendobj\n");
+        entries.emplace_back(update.object, offset());
+        text += std::to_string(update.object) + " 0 obj\n" + update.body + "\nendobj\n";
     }
     std::stable_sort(entries.begin(), entries.end(),
                      [](const auto& left, const auto& right) { return left.first < right.first; });
 
-    const std::int64_t crossReference = offset;
-    append("xref\n");
+    const std::int64_t crossReference = offset();
+    text += "xref\n";
     for (const auto& [object, position] : entries)
-        append(std::to_string(object) + " 1\n" + tenDigits(position) + " 00000 n \n");
-    append("trailer\n<< /Size " + std::to_string(trailer.size) + " /Root " +
-           std::to_string(trailer.rootObject) + " " + std::to_string(trailer.rootGeneration) +
-           " R /Prev " + std::to_string(trailer.previousStartXref) + " >>\n");
-    append("startxref\n" + std::to_string(crossReference) + "\n%%EOF\n");
+        text += std::to_string(object) + " 1\n" + tenDigits(position) + " 00000 n \n";
+    text += "trailer\n<< /Size " + std::to_string(trailer.size) + " /Root " +
+            std::to_string(trailer.rootObject) + " " + std::to_string(trailer.rootGeneration) +
+            " R /Prev " + std::to_string(trailer.previousStartXref) + " >>\n";
+    return text + "startxref\n" + std::to_string(crossReference) + "\n%%EOF\n";
+}
+
+/// Writes behind the file's bytes; takes off again what does not fit.
+void extend(const std::filesystem::path& url, std::int64_t size, std::string_view text) {
+    FileDescriptor file(::open(url.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+    if (!file)
+        throw FileSystemError("write", url, errno);
+    while (!text.empty()) {
+        const ssize_t written = ::write(file.get(), text.data(), text.size());
+        if (written > 0) {
+            text.remove_prefix(static_cast<std::size_t>(written));
+        } else if (written == 0 || errno != EINTR) {
+            const int code = written == 0 ? EIO : errno;
+            [[maybe_unused]] const int ignored = ::ftruncate(file.get(), size);
+            throw FileSystemError("write", url, code);
+        }
+    }
+    if (const int code = file.close())
+        throw FileSystemError("write", url, code);
 }
 
 /// The file itself where `url` is a link to it: replacing the link would leave the file as it was.
@@ -124,7 +143,7 @@ std::filesystem::path linkTarget(const std::filesystem::path& url) {
 } // namespace
 
 void applyPrintBoxes(const std::filesystem::path& url, const PrintSettings& settings,
-                     bool positiveMediaBoxes) {
+                     bool positiveMediaBoxes, Writing writing) {
     const std::filesystem::path target = linkTarget(url);
     const MappedFile file(target);
     if (!makesPage(settings) || std::cmp_greater(file.bytes().size(), largestOffset))
@@ -141,9 +160,13 @@ void applyPrintBoxes(const std::filesystem::path& url, const PrintSettings& sett
     if (updates.empty() || !trailer)
         throw PrintPrepError::couldNotPatchPDFBoxes();
 
+    const auto size = static_cast<std::int64_t>(file.bytes().size());
+    const std::string update = updateText(size, updates, *trailer);
+    if (writing == Writing::inPlace)
+        return extend(target, size, update);
     StagedFile patched(target, file.permissions());
     patched.append(file);
-    appendUpdate(patched, static_cast<std::int64_t>(file.bytes().size()), updates, *trailer);
+    patched.append(update);
     patched.commit(Durability::processFailure);
 }
 

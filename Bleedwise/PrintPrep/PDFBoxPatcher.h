@@ -37,20 +37,30 @@ struct TrailerInfo {
     bool operator==(const TrailerInfo&) const = default;
 };
 
+/// How a file comes to its update.
+enum class Writing {
+    /// The complete new file takes its name: there is the old one, byte for byte, or the new one,
+    /// also when the disk is full or the process is killed. A killed process may leave a file
+    /// `.bleedwise-UUID.part` beside it.
+    aside,
+    /// Behind the bytes that are there, which saves copying them: for a work file, which is
+    /// worthless after a failure. When the disk is full it is the old one; a killed process may
+    /// leave it with a part of the update.
+    inPlace,
+};
+
 /// Sets MediaBox, CropBox, BleedBox and TrimBox of every page of the PDF at `url` to the settings'
 /// trim and bleed and drops ArtBox. With `positiveMediaBoxes` the media box starts at 0 0; without,
 /// the trim box does, and the bleed lies at negative coordinates.
 ///
-/// The file is either the old one, byte for byte, or the complete new one, also when the disk is
-/// full or the process is killed; a killed process may leave a file `.bleedwise-UUID.part` beside
-/// it. The file is mapped; besides, memory holds the page dictionaries only.
+/// The file is mapped; besides, memory holds the page dictionaries only.
 ///
 /// Throws `FileSystemError` when the file cannot be read or replaced, and
 /// `PrintPrepError::couldNotPatchPDFBoxes` when no page or no usable trailer is found, when the
 /// sizes make no page (not finite, beyond PDF's numbers, a trim of nothing, a negative bleed), or
 /// when an offset needs more than the ten digits that a cross-reference entry has.
 void applyPrintBoxes(const std::filesystem::path& url, const PrintSettings& settings,
-                     bool positiveMediaBoxes);
+                     bool positiveMediaBoxes, Writing writing = Writing::aside);
 
 // The steps of `applyPrintBoxes`, which work on the file's bytes as they are.
 

@@ -629,6 +629,56 @@ TEST_P(FullDisks, LeaveTheFileUnchanged) {
 INSTANTIATE_TEST_SUITE_P(AfterBytes, FullDisks,
                          testing::Values(0U, 1U, 65'536U, 200'000U, 200'200U));
 
+// In place
+
+TEST(PDFBoxPatcher, WritesTheSameUpdateInPlace) {
+    const std::string bytes = object(3, plainPage) + plainTrailer;
+    const TemporaryFolder folder;
+    const auto url = folder.file("file.pdf", bytes);
+    PDFBoxPatcher::applyPrintBoxes(url, a4, true, PDFBoxPatcher::Writing::inPlace);
+    EXPECT_EQ(contents(url), patched(bytes));
+}
+
+TEST(PDFBoxPatcher, KeepsTheFileItselfInPlace) {
+    const TemporaryFolder folder;
+    const auto url = folder.file("file.pdf", object(3, plainPage) + plainTrailer);
+    std::filesystem::create_hard_link(url, folder / "other name.pdf");
+    PDFBoxPatcher::applyPrintBoxes(url, a4, true, PDFBoxPatcher::Writing::inPlace);
+    EXPECT_TRUE(std::filesystem::equivalent(url, folder / "other name.pdf"));
+}
+
+TEST(PDFBoxPatcher, ReportsAFileThatMayNotBeExtended) {
+    const TemporaryFolder folder;
+    const std::string bytes = object(3, plainPage) + plainTrailer;
+    const auto url = folder.file("file.pdf", bytes);
+    std::filesystem::permissions(folder.path(), std::filesystem::perms(0777));
+    std::filesystem::permissions(url, std::filesystem::perms(0444));
+    const Testing::OrdinaryUser user;
+    try {
+        PDFBoxPatcher::applyPrintBoxes(url, a4, true, PDFBoxPatcher::Writing::inPlace);
+        ADD_FAILURE() << "no error";
+    } catch (const FileSystemError& error) {
+        EXPECT_EQ(error.code(), EACCES);
+    }
+    EXPECT_EQ(contents(url), bytes);
+}
+
+class FullDisksInPlace : public testing::TestWithParam<unsigned> {};
+
+TEST_P(FullDisksInPlace, LeaveTheFileUnchanged) {
+    const TemporaryFolder folder;
+    const std::string bytes = object(3, plainPage) + std::string(1000, ' ') + plainTrailer;
+    const auto url = folder.file("file.pdf", bytes);
+    {
+        const Testing::FileSizeLimit limit(bytes.size() + GetParam());
+        EXPECT_THROW(PDFBoxPatcher::applyPrintBoxes(url, a4, true, PDFBoxPatcher::Writing::inPlace),
+                     FileSystemError);
+    }
+    EXPECT_EQ(contents(url), bytes);
+}
+
+INSTANTIATE_TEST_SUITE_P(AfterBytes, FullDisksInPlace, testing::Values(0U, 1U, 200U));
+
 // Real files and real readers
 
 /// The boxes of the only page as pdfinfo reads them.
