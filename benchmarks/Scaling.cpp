@@ -47,7 +47,7 @@ Times draw(PopplerRenderer::Document& document, const OutputProfile& profile,
             const RenderRequest request = {page, size, PageGeometry::place(*mediaBox, settings),
                                            bounds[part], bounds[part + 1] - bounds[part]};
             const std::clock_t start = std::clock();
-            document.draw(request, profile, rows.data(),
+            document.draw(request, profile, {rows.data()},
                           PopplerRenderer::Document::Indivisible::drawWhole);
             parts.push_back({bounds[part], bounds[part + 1],
                              PageDivision::Seconds(static_cast<double>(std::clock() - start) /

@@ -39,6 +39,8 @@ namespace Bleedwise {
 namespace {
 
 using namespace Poppler;
+using PopplerRenderer::Canvas;
+using PopplerRenderer::rowsBeside;
 
 /// Poppler's state is the process's.
 std::mutex& popplerMutex() {
@@ -74,10 +76,6 @@ constexpr std::int64_t bytesPerPixel = 5;
 /// differ. The other direction would take shadings, which are sampled at pixels' upper left
 /// corners, away from the page's edges.
 constexpr double tieBreaker = 0x1p-20;
-
-/// Rows that are drawn beside those wanted: a shape's outline, which is cut off some way outside of
-/// the bitmap, covers the rows at its edges a little differently from how it covers them elsewhere.
-constexpr std::int64_t margin = 4;
 
 /// What drawing needs beside the bitmap, at least: fonts, images, transparency groups.
 constexpr std::uint64_t workingMemory = 64ULL << 20U;
@@ -190,20 +188,20 @@ public:
         PixelBuffer rows = fitsMemory(request) ? PixelBuffer::zeroed(bytes) : PixelBuffer();
         if (!rows.data())
             return RenderFailure::tooLarge;
-        if (const auto failure = draw(request, profile, rows.data(), Indivisible::drawWhole))
+        if (const auto failure = draw(request, profile, {rows.data()}, Indivisible::drawWhole))
             return *failure;
         return rows;
     }
 
     std::optional<RenderFailure> draw(const RenderRequest& request, const OutputProfile& profile,
-                                      std::uint8_t* rows, Indivisible indivisible) override {
+                                      const Canvas& canvas, Indivisible indivisible) override {
         const PopplerCall call;
         try {
             Page* page = pageNumber(request.page);
             if (!page)
                 return RenderFailure::noSuchPage;
             indivisible_ = indivisible;
-            return drawRows(request, *page, profile, rows);
+            return drawRows(request, *page, profile, canvas);
         } catch (const std::bad_alloc&) {
             forgetDevice();
             return RenderFailure::tooLarge;
@@ -335,17 +333,21 @@ private:
     using Failure = std::optional<RenderFailure>;
 
     Failure drawRows(const RenderRequest& request, Page& page, const OutputProfile& profile,
-                     std::uint8_t* rows) {
+                     const Canvas& canvas) {
         const std::int64_t rowBytes = 4 * request.size.width;
         if (rowBytes > largestBitmap || !fitsMemory(request))
             return RenderFailure::tooLarge;
         const std::int64_t mostRows =
-            std::max<std::int64_t>(1, largestBitmap / rowBytes - 2 * margin);
+            std::max<std::int64_t>(1, largestBitmap / rowBytes - 2 * rowsBeside);
         for (std::int64_t done = 0; done < request.rowCount; done += mostRows) {
             RenderRequest band = request;
             band.firstRow += done;
             band.rowCount = std::min(mostRows, request.rowCount - done);
-            if (const Failure failure = drawBand(band, page, profile, rows + done * rowBytes))
+            // Of several bands, one's room beside it is another's rows.
+            const bool isAlone = band.rowCount == request.rowCount;
+            if (const Failure failure =
+                    drawBand(band, page, profile,
+                             {canvas.rows + done * rowBytes, canvas.hasRoomBeside && isAlone}))
                 return failure;
         }
         return std::nullopt;
@@ -364,26 +366,27 @@ private:
     /// Draws the rows with some beside them, which are then left out: all that there are when the
     /// page turns out to need it.
     Failure drawBand(const RenderRequest& request, Page& page, const OutputProfile& profile,
-                     std::uint8_t* rows) {
+                     const Canvas& canvas) {
         const std::int64_t rowBytes = 4 * request.size.width;
         const std::int64_t room = largestBitmap / rowBytes;
         const bool isWhole = request.rowCount == request.size.height;
         if (!isWhole && canBeWhole(request) && request.page == indivisiblePage_)
-            return drawWhole(request, page, profile, rows);
-        const Failure failure = drawWider(
-            request, page, profile, {request.rowCount + 2 * margin <= room ? margin : 0, rows});
+            return drawWhole(request, page, profile, canvas.rows);
+        const Failure failure =
+            drawWider(request, page, profile,
+                      {request.rowCount + 2 * rowsBeside <= room ? rowsBeside : 0, canvas});
         if (!device_ || !device_->takeDependsOnRows() || isWhole || !canBeWhole(request) ||
             request.stop.stop_requested())
             return failure;
         indivisiblePage_ = request.page;
-        return drawWhole(request, page, profile, rows);
+        return drawWhole(request, page, profile, canvas.rows);
     }
 
     Failure drawWhole(const RenderRequest& request, Page& page, const OutputProfile& profile,
                       std::uint8_t* rows) {
         if (indivisible_ == Indivisible::refuse)
             return RenderFailure::indivisible;
-        return drawWider(request, page, profile, {request.size.height, rows});
+        return drawWider(request, page, profile, {request.size.height, {rows}});
     }
 
     static bool canBeWhole(const RenderRequest& request) {
@@ -393,14 +396,20 @@ private:
     /// Where rows go, and how many beside them are drawn with them.
     struct Drawing {
         std::int64_t rowsBeside;
-        std::uint8_t* rows;
+        Canvas canvas;
+    };
+
+    /// The canvas may be gone when the device draws again.
+    struct LoanEnd {
+        Device& device;
+        ~LoanEnd() { device.takeMemoryBack(); }
     };
 
     Failure drawWider(const RenderRequest& request, Page& page, const OutputProfile& profile,
                       const Drawing& drawing) {
         const Rectangle& visible = request.placement.visible;
         if (!(visible.width > 0) || !(visible.height > 0)) {
-            std::fill_n(drawing.rows, 4 * request.size.width * request.rowCount, 0);
+            std::fill_n(drawing.canvas.rows, 4 * request.size.width * request.rowCount, 0);
             return std::nullopt;
         }
         if (profiles_ && !profiles_->output().isCopyOf(profile)) {
@@ -417,14 +426,20 @@ private:
         wider.rowCount = std::min(request.size.height,
                                   request.firstRow + request.rowCount + drawing.rowsBeside) -
                          wider.firstRow;
+        const std::int64_t first = request.firstRow - wider.firstRow;
+        std::uint8_t* rows = drawing.canvas.rows;
         Device& device = deviceFor(target);
+        const LoanEnd loanEnd = {device};
+        if (drawing.canvas.hasRoomBeside && !target.isRGB)
+            device.lendMemory(rows - first * 4 * request.size.width,
+                              static_cast<int>(request.size.width),
+                              static_cast<int>(wider.rowCount));
         interpret(wider, page, device);
         if (!isBitmapFor(wider, target, device.getBitmap()))
             return RenderFailure::tooLarge;
-        const std::int64_t first = request.firstRow - wider.firstRow;
         if (!target.isRGB)
-            device.copyRows(first, request.rowCount, drawing.rows);
-        else if (!convertRows(*device.getBitmap(), target, first, request, drawing.rows))
+            device.finishRows(first, request.rowCount, rows);
+        else if (!convertRows(*device.getBitmap(), target, first, request, rows))
             return RenderFailure::failed;
         return std::nullopt;
     }

@@ -14,6 +14,18 @@
 /// another. While one runs, the process's standard output and standard error lead nowhere.
 namespace Bleedwise::PopplerRenderer {
 
+/// Rows that are drawn beside those wanted: a shape's outline, which is cut off some way outside of
+/// the bitmap, covers the rows at its edges a little differently from how it covers them elsewhere.
+inline constexpr std::int64_t rowsBeside = 4;
+
+/// Where rows are to be drawn.
+struct Canvas {
+    std::uint8_t* rows;
+    /// Whether `rowsBeside` rows above them, and below, may be written too, whatever they then
+    /// hold: the rows are drawn where they are to be instead of being copied there.
+    bool hasRoomBeside = false;
+};
+
 class Document : public PageRenderer {
 public:
     /// How many pixels the images have that the page names and that cost much to read, whatever
@@ -23,10 +35,10 @@ public:
     /// What to do about rows that only come out right when the whole page is drawn.
     enum class Indivisible { drawWhole, refuse };
 
-    /// Does what `render` does, into `rows`, which have room for the request's; after a failure
+    /// Does what `render` does, into a canvas with room for the request's rows; after a failure
     /// they hold anything.
     virtual std::optional<RenderFailure> draw(const RenderRequest& request,
-                                              const OutputProfile& profile, std::uint8_t* rows,
+                                              const OutputProfile& profile, const Canvas& canvas,
                                               Indivisible indivisible) = 0;
 };
 

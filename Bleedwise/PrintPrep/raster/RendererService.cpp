@@ -1,6 +1,7 @@
 #include "PrintPrep/raster/RendererService.h"
 
 #include "PrintPrep/platform/FileDescriptor.h"
+#include "PrintPrep/platform/FramedMemory.h"
 #include "PrintPrep/platform/MessageSocket.h"
 #include "PrintPrep/platform/SharedMemory.h"
 #include "PrintPrep/raster/PopplerRenderer.h"
@@ -62,7 +63,7 @@ public:
         case Kind::setProfile:
             return setProfile(request, attachment);
         case Kind::setBitmap:
-            return setBitmap(request, attachment);
+            return setBitmap(request, std::move(attachment));
         case Kind::drawRows:
             return drawRows(request);
         case Kind::describePage:
@@ -131,27 +132,38 @@ private:
         return reply;
     }
 
-    Reply setBitmap(const Request& request, const FileDescriptor& memory) {
+    Reply setBitmap(const Request& request, FileDescriptor memory) {
         Reply reply;
-        const auto size = static_cast<std::size_t>(request.size.width);
-        bitmap_ = PixelBuffer(SharedMemory::mapForWriting(memory, size), size);
-        reply.status = bitmap_.data() ? Status::done : Status::tooLarge;
+        bitmap_.reset();
+        bitmap_ =
+            FramedMemory::map(std::move(memory), static_cast<std::size_t>(request.size.width));
+        reply.status = bitmap_ ? Status::done : Status::tooLarge;
         return reply;
     }
 
     Reply drawRows(const Request& request) {
         Reply reply;
-        const auto room = static_cast<std::int64_t>(bitmap_.size()) - request.offset;
+        const std::int64_t room =
+            bitmap_ ? static_cast<std::int64_t>(bitmap_->size()) - request.offset : 0;
         if (!document_ || !profile_ || room / 4 / request.size.width < request.rowCount)
             return reply;
         const std::clock_t start = std::clock();
+        const auto rowBytes = static_cast<std::size_t>(4 * request.size.width);
+        std::uint8_t* rows = bitmap_->stretch(static_cast<std::size_t>(request.offset),
+                                              rowBytes * static_cast<std::size_t>(request.rowCount),
+                                              rowBytes * PopplerRenderer::rowsBeside);
+        if (!rows) {
+            reply.status = Status::tooLarge;
+            return reply;
+        }
         const auto failure = document_->draw({static_cast<int>(request.page),
                                               request.size,
                                               {request.window, request.visible},
                                               request.firstRow,
                                               request.rowCount},
-                                             *profile_, bitmap_.data() + request.offset,
+                                             *profile_, {rows, true},
                                              PopplerRenderer::Document::Indivisible::refuse);
+        bitmap_->store();
         reply.status = failure ? statusOf(*failure) : Status::done;
         reply.microseconds = (std::clock() - start) * (1'000'000 / CLOCKS_PER_SEC);
         return reply;
@@ -159,7 +171,7 @@ private:
 
     std::unique_ptr<PopplerRenderer::Document> document_;
     std::optional<OutputProfile> profile_;
-    PixelBuffer bitmap_;
+    std::optional<FramedMemory> bitmap_;
 };
 
 } // namespace

@@ -5,11 +5,13 @@
 #include "PrintPrep/raster/poppler/GraphicsStateScan.h"
 #include "PrintPrep/raster/poppler/HueBlending.h"
 #include "PrintPrep/raster/poppler/ImagePainter.h"
+#include "PrintPrep/raster/poppler/LentMemory.h"
 #include "PrintPrep/raster/poppler/Matte.h"
 #include "PrintPrep/raster/poppler/Shadings.h"
 #include "PrintPrep/raster/poppler/SolidRectangle.h"
 #include "PrintPrep/raster/poppler/TilingCell.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
@@ -46,19 +48,36 @@ public:
         startDoc(&document);
     }
 
+    /// Memory for the next page's pixels, if the page has this size, until `takeMemoryBack`.
+    void lendMemory(std::uint8_t* pixels, int width, int height) {
+        memory_.lend(pixels, width, height);
+    }
+    void takeMemoryBack() { memory_.takeBack(*this); }
+
+    void startPage(int number, GfxState* state, XRef* table) override {
+        // As Poppler has it.
+        const auto pixels = [](double size) { return std::max(1, static_cast<int>(size + 0.5)); };
+        const auto previous =
+            memory_.handOver(*this, pixels(state->getPageWidth()), pixels(state->getPageHeight()),
+                             colors_.target().isRGB ? splashModeRGB8 : splashModeCMYK8);
+        SplashOutputDev::startPage(number, state, table);
+    }
+
     void endPage() override {
         if (colors_.target().isRGB)
             SplashOutputDev::endPage();
-        // else it is copying the rows that lays them on paper
+        // else `finishRows` lays them on paper
     }
 
-    /// Copies rows of a finished CMYK page. Paper without ink shines through, rounded as Poppler
-    /// does.
-    void copyRows(std::int64_t first, std::int64_t count, std::uint8_t* rows) {
+    /// Copies rows of a finished CMYK page, unless they are where they are to go. Paper without ink
+    /// shines through, rounded as Poppler does.
+    void finishRows(std::int64_t first, std::int64_t count, std::uint8_t* rows) {
         SplashBitmap& page = *getBitmap();
         const auto width = static_cast<std::size_t>(page.getWidth());
         for (std::int64_t y = first; y < first + count; ++y, rows += 4 * width) {
-            std::memcpy(rows, page.getDataPtr() + y * page.getRowSize(), 4 * width);
+            const std::uint8_t* drawn = page.getDataPtr() + y * page.getRowSize();
+            if (drawn != rows)
+                std::memcpy(rows, drawn, 4 * width);
             layOnBlankPaper(page.getAlphaPtr() + y * page.getAlphaRowSize(), width, rows);
         }
     }
@@ -621,6 +640,7 @@ private:
     PDFDoc& document_;
     ColorManager& colors_;
     GfxDeviceRGBColorSpace maskSpace_;
+    LentMemory memory_;
     bool dependsOnRows_ = false;
 
     GlyphPainter glyphs_;
