@@ -36,15 +36,14 @@ ImagePDFWriter::ImagePDFWriter(std::filesystem::path url, const OutputProfile& p
                                const PrintSettings& settings)
     : file_(std::move(url)), settings_(settings), catalog_(file_.reserve()),
       pageTree_(file_.reserve()), outputProfile_(file_.reserve()), colorSpace_(file_.reserve()) {
-    const std::string compressed = ImageCompression::compressBytes(profile.bytes());
-    writeStream(outputProfile_, {"/N 4 /Alternate /DeviceCMYK", "/FlateDecode", ""},
-                [&](const auto& sink) { sink(compressed); });
-    file_.begin(colorSpace_);
-    file_.write("[/ICCBased " + reference(outputProfile_) + "]");
-    file_.end();
+    compressedProfile_ = std::async(std::launch::async | std::launch::deferred, [profile] {
+        return ImageCompression::compressBytes(profile.bytes());
+    });
 }
 
 void ImagePDFWriter::addPage(const CMYKImage& image) {
+    if (pages_.empty())
+        writeProfile();
     const int imageObject = file_.reserve();
     const int contents = file_.reserve();
     const int page = file_.reserve();
@@ -55,6 +54,8 @@ void ImagePDFWriter::addPage(const CMYKImage& image) {
 }
 
 void ImagePDFWriter::finish() {
+    if (pages_.empty())
+        writeProfile();
     file_.begin(pageTree_);
     file_.write("<< /Type /Pages /Count " + std::to_string(pages_.size()) + " /Kids [");
     for (const int page : pages_)
@@ -94,6 +95,15 @@ void ImagePDFWriter::writeStream(int object, const StreamEntries& entries, const
 
     file_.begin(length);
     file_.write(std::to_string(bytes));
+    file_.end();
+}
+
+void ImagePDFWriter::writeProfile() {
+    const std::string compressed = compressedProfile_.get();
+    writeStream(outputProfile_, {"/N 4 /Alternate /DeviceCMYK", "/FlateDecode", ""},
+                [&](const auto& sink) { sink(compressed); });
+    file_.begin(colorSpace_);
+    file_.write("[/ICCBased " + reference(outputProfile_) + "]");
     file_.end();
 }
 

@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <future>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -49,6 +50,7 @@ private:
     };
 
     void writeStream(int object, const StreamEntries& entries, const Produce& produce);
+    void writeProfile();
     void writeImage(int object, const CMYKImage& image);
     void writeContents(int object);
     void writePage(int object, int contents, int image);
@@ -61,6 +63,8 @@ private:
     int outputProfile_;
     int colorSpace_;
     std::vector<int> pages_;
+    /// Made while the first page is drawn.
+    std::future<std::string> compressedProfile_;
 };
 
 } // namespace Bleedwise
