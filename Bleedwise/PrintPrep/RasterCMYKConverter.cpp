@@ -9,6 +9,7 @@
 #include "PrintPrep/raster/ImagePDFWriter.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <future>
 #include <memory>
 #include <optional>
@@ -42,6 +43,11 @@ std::future<OutputProfile> readMeanwhile(const std::filesystem::path& url) {
     return result;
 }
 
+/// A page's pixels, 0 when they are too many to count: that is not the first thing to complain of.
+std::int64_t pixelsOf(const PrintSettings& settings) {
+    return PageGeometry::isCountable(settings) ? PageGeometry::pixelSize(settings).bytes() / 4 : 0;
+}
+
 /// Whether removing `outputURL` would remove the input.
 bool isSameFile(const std::filesystem::path& inputURL, const std::filesystem::path& outputURL) {
     std::error_code error;
@@ -56,7 +62,7 @@ void write(const std::filesystem::path& inputURL, const std::filesystem::path& o
     if (isSameFile(inputURL, outputURL))
         throw PrintPrepError::couldNotOpenPDF();
     removeExisting(outputURL);
-    HelperRenderer::Opening opening(inputURL, {.stop = stop});
+    HelperRenderer::Opening opening(inputURL, {.pixels = pixelsOf(settings), .stop = stop});
     std::future<OutputProfile> reading = readMeanwhile(profileURL);
     const std::unique_ptr<PageRenderer> document = opening.finish();
     if (!document)
@@ -72,10 +78,12 @@ void write(const std::filesystem::path& inputURL, const std::filesystem::path& o
         const CMYKImage image =
             renderCMYKImage({*document, number, *mediaBox, stop}, profile, settings);
         throwIfStopped(stop);
+        if (number == document->pageCount())
+            document->close();
         writer.addPage(image);
     }
     writer.finish();
-    PDFBoxPatcher::applyPrintBoxes(outputURL, settings, true);
+    PDFBoxPatcher::applyPrintBoxes(outputURL, settings, true, PDFBoxPatcher::Writing::inPlace);
 }
 
 CMYKImage renderCMYKImage(const SourcePage& page, const OutputProfile& colorSpace,

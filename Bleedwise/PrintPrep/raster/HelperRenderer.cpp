@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <limits>
 #include <optional>
+#include <span>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -37,6 +38,10 @@ constexpr std::int64_t worthAnotherProcess = 4 << 20;
 /// read for so many of the page's on, two processes are hardly faster than one and take nearly
 /// twice its time together.
 constexpr std::int64_t mostImagePixels = 2;
+
+/// Parts for each process, as long as it is not known how long they take: who is done sooner draws
+/// more of them.
+constexpr std::int64_t partsToTry = 2;
 
 /// What a process holds while it draws, beside the finished rows, is bounded by this.
 constexpr std::int64_t largestBand = 128 << 20;
@@ -70,10 +75,13 @@ public:
         : request_(request), bounds_(std::move(bounds)), times_(bounds_.size() - 1) {}
 
     /// Every part costs as much as reading the page's contents once more, so there is one for each
-    /// process and no more.
-    static std::int64_t countFor(const RenderRequest& request, std::int64_t processes) {
+    /// process and no more, once it is known how to divide pages.
+    static std::int64_t countFor(const RenderRequest& request, std::int64_t processes,
+                                 bool isDivisionKnown) {
         const std::int64_t bands = request.size.width * 4 * request.rowCount / largestBand + 1;
-        return std::clamp<std::int64_t>(std::max(processes, bands), 1, request.rowCount);
+        const std::int64_t parts =
+            processes > 1 && !isDivisionKnown ? partsToTry * processes : processes;
+        return std::clamp<std::int64_t>(std::max(parts, bands), 1, request.rowCount);
     }
 
     bool isEmpty() const { return next_ == times_.size(); }
@@ -146,9 +154,14 @@ bool fitsMemory(std::size_t bytes) {
     return available > workingMemory && bytes <= available - workingMemory;
 }
 
+/// How many processes are worth their while for so many pixels.
+std::int64_t usefulProcesses(std::int64_t pixels) {
+    return std::max<std::int64_t>(1, 4 * pixels / worthAnotherProcess);
+}
+
 /// Blocks until one of them has something to say, is overdue, or has nothing to do. Throws
 /// `OperationStopped`.
-void await(const Workers& workers, const StopSignal& stop) {
+void await(std::span<const std::unique_ptr<Worker>> workers, const StopSignal& stop) {
     auto deadline = RendererHelper::Clock::time_point::max();
     std::vector<pollfd> waits = {{stop.descriptor(), POLLIN, 0}};
     for (const auto& worker : workers) {
@@ -170,6 +183,7 @@ public:
     Renderer(FileDescriptor document, Options options)
         : document_(std::move(document)), options_(std::move(options)) {
         addWorker();
+        addWorkers(std::min<std::int64_t>(options_.processes, usefulProcesses(options_.pixels)));
     }
 
     ~Renderer() override { endProcesses(); }
@@ -204,6 +218,11 @@ public:
     std::optional<ForeignColor> foreignColor(int page) override {
         const auto reply = ask(Kind::auditColors, page);
         return reply ? std::optional(static_cast<ForeignColor>(reply->foreignColor)) : std::nullopt;
+    }
+
+    void close() noexcept override {
+        for (const auto& worker : workers_)
+            worker->helper.kill();
     }
 
     RenderResult render(const RenderRequest& request, const OutputProfile& profile) override {
@@ -269,7 +288,7 @@ private:
         try {
             const StopSignal stop(options_.stop);
             while (!workers_.front()->helper.hasReply())
-                await(workers_, stop);
+                await({workers_.data(), 1}, stop);
             return workers_.front()->helper.receive();
         } catch (const OperationStopped&) {
             endProcesses();
@@ -284,24 +303,26 @@ private:
         workers_.back()->helper.send(request, document_.get(), options_.patience);
     }
 
-    /// How many processes are to draw; so many there are then.
-    std::int64_t workersFor(const RenderRequest& request) {
-        const std::int64_t pixels = request.size.width * request.rowCount;
-        if (request.page == pageOfImages_ && imagePixels_ > pixels / mostImagePixels)
-            return 1;
-        const std::int64_t useful = std::max<std::int64_t>(1, 4 * pixels / worthAnotherProcess);
-        const std::int64_t count = std::min<std::int64_t>(options_.processes, useful);
+    void addWorkers(std::int64_t count) {
         try {
             while (static_cast<std::int64_t>(workers_.size()) < count)
                 addWorker();
         } catch (const FileSystemError&) { // fewer do as well
         }
+    }
+
+    /// How many processes are to draw; so many there are then.
+    std::int64_t workersFor(const RenderRequest& request) {
+        const std::int64_t pixels = request.size.width * request.rowCount;
+        if (request.page == pageOfImages_ && imagePixels_ > pixels / mostImagePixels)
+            return 1;
+        const auto count = std::min<std::int64_t>(options_.processes, usefulProcesses(pixels));
+        addWorkers(count);
         return std::min(count, static_cast<std::int64_t>(workers_.size()));
     }
 
     void endProcesses() noexcept {
-        for (const auto& worker : workers_)
-            worker->helper.kill();
+        close();
         workers_.clear();
     }
 
@@ -337,8 +358,8 @@ private:
     /// Draws all rows; else says why it cannot. Nobody is left drawing.
     std::optional<RenderFailure> draw(const RenderRequest& request, const OutputProfile& profile) {
         const std::int64_t processes = workersFor(request);
-        const auto failure =
-            drawParts(request, profile, processes, Bands::countFor(request, processes));
+        const auto failure = drawParts(request, profile, processes,
+                                       Bands::countFor(request, processes, division_.hasLearned()));
         if (failure != RenderFailure::indivisible)
             return failure;
         return drawParts(request, profile, 1, 1);
@@ -364,7 +385,7 @@ private:
             if (std::none_of(workers_.begin(), workers_.end(),
                              [](const auto& worker) { return worker->helper.outstanding() > 0; })) {
                 if (parts > 1 && !failure)
-                    division.learn(bands.noted(), request.rowCount);
+                    division_.learn(bands.noted(), request.rowCount);
                 return failure;
             }
             await(workers_, stop);

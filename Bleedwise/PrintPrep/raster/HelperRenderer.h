@@ -4,6 +4,7 @@
 #include "PrintPrep/raster/RendererHelper.h"
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <stop_token>
@@ -12,8 +13,8 @@
 /// the document (`Sandbox`): whatever a document does to the PDF library, it cannot crash this
 /// process, nor read or change anything but its own bitmaps.
 ///
-/// One process reads the document, another for each further core joins it at the first page that is
-/// large enough, and each draws one part of the page at a time into the same memory. They belong to
+/// One process reads the document, another for each further core joins it for pages that are large
+/// enough, and each draws one part of the page at a time into the same memory. They belong to
 /// one document and die with its renderer.
 namespace Bleedwise::HelperRenderer {
 
@@ -21,6 +22,8 @@ struct Options {
     std::filesystem::path executable = RendererHelper::executableURL();
     /// How many processes there may be at once.
     unsigned processes = availableProcessors();
+    /// Of the pages to come, where it is known: the processes for them are then started at once.
+    std::int64_t pixels = 0;
     /// How long a process may be silent over one request before it counts as failed.
     std::chrono::milliseconds patience = std::chrono::minutes(5);
 

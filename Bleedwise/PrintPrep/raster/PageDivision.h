@@ -30,6 +30,9 @@ public:
     /// of the same size need no new memory. There must be at least as many rows as parts.
     std::vector<std::int64_t> bounds(std::int64_t rowCount, std::int64_t count);
 
+    /// Whether a page has told anything.
+    bool hasLearned() const { return !isFirst_; }
+
     /// Takes note of a page of `rowCount` rows. Parts without time say nothing.
     void learn(std::span<const Part> parts, std::int64_t rowCount);
 

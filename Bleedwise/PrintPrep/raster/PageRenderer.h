@@ -91,6 +91,9 @@ public:
 
     /// `profile` is the same for all pages of a document.
     virtual RenderResult render(const RenderRequest& request, const OutputProfile& profile) = 0;
+
+    /// Says that nothing more will be asked. Bitmaps stay.
+    virtual void close() noexcept {}
 };
 
 } // namespace Bleedwise

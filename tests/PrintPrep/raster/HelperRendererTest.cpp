@@ -17,6 +17,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <ostream>
@@ -367,6 +368,43 @@ TEST(HelperRenderer, LeavesNoProcessAndNoDescriptorBehind) {
     pixelsOf(url, 3, fourBands);
     EXPECT_EQ(Testing::openDescriptors(), before);
     EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1); // no child at all
+}
+
+/// How many children this process has.
+std::size_t childCount() {
+    std::ifstream file("/proc/thread-self/children");
+    return static_cast<std::size_t>(
+        std::distance(std::istream_iterator<pid_t>(file), std::istream_iterator<pid_t>()));
+}
+
+TEST(HelperRenderer, StartsAsManyProcessesAsThePagesToComeNeed) {
+    const TemporaryFolder folder;
+    const path url = folder.file("a.pdf", Testing::smallPDF());
+    const std::int64_t pixels = PageGeometry::pixelSize(fourBands).bytes() / 4;
+    const auto document = HelperRenderer::open(url, {.processes = 3, .pixels = pixels});
+    EXPECT_EQ(childCount(), 3);
+    const RenderResult result = document->render(requestFor(*document, fourBands), outputProfile());
+    expectEqual(std::get<PixelBuffer>(result), pixelsOf(url, 1, fourBands));
+    EXPECT_EQ(childCount(), 3);
+}
+
+TEST(HelperRenderer, StartsOneProcessForSmallPagesToCome) {
+    const TemporaryFolder folder;
+    const auto document = HelperRenderer::open(folder.file("a.pdf", Testing::smallPDF()),
+                                               {.processes = 3, .pixels = 1'000'000});
+    EXPECT_EQ(childCount(), 1);
+}
+
+TEST(HelperRenderer, DrawsNothingMoreAfterItsEnd) {
+    const TemporaryFolder folder;
+    const path url = folder.file("a.pdf", twoPages());
+    const auto document = HelperRenderer::open(url, {.processes = 2});
+    const RenderRequest request = requestFor(*document, twoBands);
+    const RenderResult page = document->render(request, outputProfile());
+    document->close();
+    expectEqual(std::get<PixelBuffer>(page), pixelsOf(url, 1, twoBands));
+    EXPECT_EQ(std::get<RenderFailure>(document->render(request, outputProfile())),
+              RenderFailure::failed);
 }
 
 TEST(HelperRenderer, ThatIsNotInstalledIsAnErrorThatSaysSo) {
