@@ -9,7 +9,6 @@
 #include "PrintPrep/raster/ImagePDFWriter.h"
 
 #include <cerrno>
-#include <cstdint>
 #include <future>
 #include <memory>
 #include <optional>
@@ -28,24 +27,28 @@ void removeExisting(const std::filesystem::path& url) {
         throw FileSystemError("remove", url, errno);
 }
 
-OutputProfile readProfile(const std::filesystem::path& url) {
-    auto profile = OutputProfile::fromBytes(std::string(MappedFile(url).bytes()));
-    if (!profile)
+/// Gives it to the processes that are to draw before trying it.
+OutputProfile readProfile(const std::filesystem::path& url, HelperRenderer::Opening& opening) {
+    auto profile = OutputProfile::fromTrustedBytes(std::string(MappedFile(url).bytes()));
+    if (profile)
+        opening.prepare(*profile);
+    if (!profile || !profile->separates())
         throw PrintPrepError::couldNotCreateCMYKOutput();
     return std::move(*profile);
 }
 
 /// The profile, or its failure, for later: it is the document's failure that counts first.
-std::future<OutputProfile> readMeanwhile(const std::filesystem::path& url) {
-    std::packaged_task<OutputProfile()> reading([&url] { return readProfile(url); });
+std::future<OutputProfile> readMeanwhile(const std::filesystem::path& url,
+                                         HelperRenderer::Opening& opening) {
+    std::packaged_task<OutputProfile()> reading([&] { return readProfile(url, opening); });
     std::future<OutputProfile> result = reading.get_future();
     reading();
     return result;
 }
 
-/// A page's pixels, 0 when they are too many to count: that is not the first thing to complain of.
-std::int64_t pixelsOf(const PrintSettings& settings) {
-    return PageGeometry::isCountable(settings) ? PageGeometry::pixelSize(settings).bytes() / 4 : 0;
+/// That of every page; none when it is not countable: that is not the first thing to complain of.
+PixelSize sizeOf(const PrintSettings& settings) {
+    return PageGeometry::isCountable(settings) ? PageGeometry::pixelSize(settings) : PixelSize();
 }
 
 /// Whether removing `outputURL` would remove the input.
@@ -62,8 +65,8 @@ void write(const std::filesystem::path& inputURL, const std::filesystem::path& o
     if (isSameFile(inputURL, outputURL))
         throw PrintPrepError::couldNotOpenPDF();
     removeExisting(outputURL);
-    HelperRenderer::Opening opening(inputURL, {.pixels = pixelsOf(settings), .stop = stop});
-    std::future<OutputProfile> reading = readMeanwhile(profileURL);
+    HelperRenderer::Opening opening(inputURL, {.size = sizeOf(settings), .stop = stop});
+    std::future<OutputProfile> reading = readMeanwhile(profileURL, opening);
     const std::unique_ptr<PageRenderer> document = opening.finish();
     if (!document)
         throw PrintPrepError::couldNotOpenPDF();

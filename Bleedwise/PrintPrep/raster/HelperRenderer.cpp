@@ -141,12 +141,12 @@ std::optional<RenderFailure> failureOf(Status status) {
 }
 
 /// Bytes in the rows; nothing when no memory has so many.
-std::optional<std::size_t> rowBytes(const RenderRequest& request) {
+std::optional<std::int64_t> rowBytes(const RenderRequest& request) {
     constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max() / 4;
     if (request.rowCount < 1 || request.size.width < 1 ||
         request.rowCount > most / request.size.width)
         return std::nullopt;
-    return static_cast<std::size_t>(4 * request.size.width * request.rowCount);
+    return 4 * request.size.width * request.rowCount;
 }
 
 bool fitsMemory(std::size_t bytes) {
@@ -183,7 +183,22 @@ public:
     Renderer(FileDescriptor document, Options options)
         : document_(std::move(document)), options_(std::move(options)) {
         addWorker();
-        addWorkers(std::min<std::int64_t>(options_.processes, usefulProcesses(options_.pixels)));
+        addWorkers(
+            std::min<std::int64_t>(options_.processes, usefulProcesses(options_.size.bytes() / 4)));
+    }
+
+    /// What goes wrong here goes wrong again where it is needed.
+    void prepare(const OutputProfile& profile) {
+        const bool isSizeKnown = options_.size.bytes() > 0 && prepareBitmap(options_.size.bytes());
+        try {
+            for (const auto& worker : workers_) {
+                giveProfile(*worker, profile);
+                if (isSizeKnown)
+                    giveBitmap(*worker);
+            }
+        } catch (const RendererHelper::Failure&) {
+        } catch (const std::system_error&) { // no descriptors left
+        }
     }
 
     ~Renderer() override { endProcesses(); }
@@ -228,7 +243,8 @@ public:
     RenderResult render(const RenderRequest& request, const OutputProfile& profile) override {
         if (workers_.empty())
             return RenderFailure::failed;
-        if (!prepareBitmap(request))
+        const std::optional<std::int64_t> bytes = rowBytes(request);
+        if (!bytes || !prepareBitmap(*bytes))
             return RenderFailure::tooLarge;
         try {
             const auto failure = draw(request, profile);
@@ -248,14 +264,14 @@ public:
 private:
     /// Pages are mostly of one size: their rows are then drawn into the same memory, since new
     /// memory for each of them takes as long as drawing much of the page.
-    bool prepareBitmap(const RenderRequest& request) {
-        const std::optional<std::size_t> bytes = rowBytes(request);
+    bool prepareBitmap(std::int64_t size) {
+        const auto bytes = static_cast<std::size_t>(size);
         if (bytes == bitmap_.size() && bitmap_.isUnshared())
             return true;
         bitmap_ = PixelBuffer();
         memory_.reset();
-        if (bytes && fitsMemory(*bytes))
-            memory_ = SharedMemory::create(*bytes);
+        if (fitsMemory(bytes))
+            memory_ = SharedMemory::create(bytes);
         if (memory_)
             bitmap_ = PixelBuffer(memory_->map(), memory_->size());
         ++bitmapNumber_;
@@ -270,7 +286,12 @@ private:
             Request request;
             request.kind = kind;
             request.page = page;
-            workers_.front()->helper.send(request, -1, options_.patience);
+            RendererHelper& helper = workers_.front()->helper;
+            helper.send(request, -1, options_.patience);
+            while (helper.outstanding() > 1) {
+                if (const auto failure = failureOf(receive().status))
+                    preparationFailure_ = failure;
+            }
             const Reply reply = receive();
             if (reply.status != Status::done)
                 return std::nullopt;
@@ -282,7 +303,7 @@ private:
         throw PrintPrepError::couldNotCreateCMYKOutput();
     }
 
-    /// The first process's next reply, which is the only one to come. Throws
+    /// The first process's next reply. Throws
     /// `RendererHelper::Failure` and `OperationStopped`.
     Reply receive() {
         try {
@@ -326,24 +347,35 @@ private:
         workers_.clear();
     }
 
-    void handOver(Worker& worker, const Request& band, const OutputProfile& profile) const {
-        if (!worker.profile || !worker.profile->isCopyOf(profile)) {
-            const auto bytes = SharedMemory::copyOf(profile.bytes());
-            if (!bytes)
-                throw RendererHelper::Failure();
-            Request request;
-            request.kind = Kind::setProfile;
-            request.size.width = static_cast<std::int64_t>(bytes->size());
-            worker.helper.send(request, bytes->descriptor(), options_.patience);
-            worker.profile = profile;
+    void giveProfile(Worker& worker, const OutputProfile& profile) {
+        if (worker.profile && worker.profile->isCopyOf(profile))
+            return;
+        if (!profile_ || !profile_->isCopyOf(profile)) {
+            profileMemory_ = SharedMemory::copyOf(profile.bytes());
+            profile_ = profile;
         }
-        if (worker.bitmap != bitmapNumber_) {
-            Request request;
-            request.kind = Kind::setBitmap;
-            request.size.width = static_cast<std::int64_t>(memory_->size());
-            worker.helper.send(request, memory_->descriptor(), options_.patience);
-            worker.bitmap = bitmapNumber_;
-        }
+        if (!profileMemory_)
+            throw RendererHelper::Failure();
+        Request request;
+        request.kind = Kind::setProfile;
+        request.size.width = static_cast<std::int64_t>(profileMemory_->size());
+        worker.helper.send(request, profileMemory_->descriptor(), options_.patience);
+        worker.profile = profile;
+    }
+
+    void giveBitmap(Worker& worker) const {
+        if (worker.bitmap == bitmapNumber_)
+            return;
+        Request request;
+        request.kind = Kind::setBitmap;
+        request.size.width = static_cast<std::int64_t>(memory_->size());
+        worker.helper.send(request, memory_->descriptor(), options_.patience);
+        worker.bitmap = bitmapNumber_;
+    }
+
+    void handOver(Worker& worker, const Request& band, const OutputProfile& profile) {
+        giveProfile(worker, profile);
+        giveBitmap(worker);
         worker.helper.send(band, -1, options_.patience);
         worker.isDrawing = true;
     }
@@ -373,7 +405,7 @@ private:
         PageDivision equal;
         PageDivision& division = parts > processes ? equal : division_;
         Bands bands(request, division.bounds(request.rowCount, parts));
-        std::optional<RenderFailure> failure;
+        auto failure = std::exchange(preparationFailure_, std::nullopt);
         for (;;) {
             for (std::int64_t index = 0; index < processes; ++index) {
                 Worker& worker = *workers_[static_cast<std::size_t>(index)];
@@ -409,6 +441,11 @@ private:
     std::int64_t imagePixels_ = 0;
     /// The first one answers questions. None are left after a failure or a stop request.
     Workers workers_;
+    /// What went wrong with what the first process was given for drawing.
+    std::optional<RenderFailure> preparationFailure_;
+    /// What the processes get, as long as it is the same.
+    std::optional<OutputProfile> profile_;
+    std::optional<SharedMemory> profileMemory_;
     std::optional<SharedMemory> memory_;
     PixelBuffer bitmap_;
     int bitmapNumber_ = 0;
@@ -429,6 +466,11 @@ Opening::Opening(const std::filesystem::path& url, Options options) {
     } catch (const RendererHelper::Failure&) { // it was there, and is gone
         hasFailed_ = true;
     }
+}
+
+void Opening::prepare(const OutputProfile& profile) {
+    if (renderer_)
+        static_cast<Renderer&>(*renderer_).prepare(profile);
 }
 
 std::unique_ptr<PageRenderer> Opening::finish() {

@@ -4,7 +4,6 @@
 #include "PrintPrep/raster/RendererHelper.h"
 
 #include <chrono>
-#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <stop_token>
@@ -23,7 +22,8 @@ struct Options {
     /// How many processes there may be at once.
     unsigned processes = availableProcessors();
     /// Of the pages to come, where it is known: the processes for them are then started at once.
-    std::int64_t pixels = 0;
+    /// Its bytes must be countable in 64 bits.
+    PixelSize size = {};
     /// How long a process may be silent over one request before it counts as failed.
     std::chrono::milliseconds patience = std::chrono::minutes(5);
 
@@ -39,6 +39,10 @@ class Opening {
 public:
     /// Starts the first process. Throws `FileSystemError` when it cannot be started.
     explicit Opening(const std::filesystem::path& url, Options options = {});
+
+    /// Hands over the profile that pages will be drawn with, and memory for those of the known
+    /// size, so that drawing need not wait for it.
+    void prepare(const OutputProfile& profile);
 
     /// Waits for the document, whose page count is at least 1. Nothing when it is not a regular
     /// file, is no PDF, has no pages or needs a password, or when the process fails over it. To be

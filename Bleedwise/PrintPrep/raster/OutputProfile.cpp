@@ -29,11 +29,12 @@ OutputProfile::OutputProfile(std::string bytes, Profile profile)
 
 std::optional<OutputProfile> OutputProfile::fromBytes(std::string bytes) {
     auto result = fromTrustedBytes(std::move(bytes));
-    // A profile may have an intact header and no tables to separate with.
-    if (result &&
-        !ColorConverter::create(Profile::sRGB(), result->profile(), Intent::relativeColorimetric))
-        return std::nullopt;
-    return result;
+    return result && result->separates() ? result : std::nullopt;
+}
+
+bool OutputProfile::separates() const {
+    return ColorConverter::create(Profile::sRGB(), profile_, Intent::relativeColorimetric) !=
+           nullptr;
 }
 
 std::optional<OutputProfile> OutputProfile::fromTrustedBytes(std::string bytes) {

@@ -15,8 +15,12 @@ public:
     /// Nothing when `bytes` are not an ICC profile that separates into CMYK.
     static std::optional<OutputProfile> fromBytes(std::string bytes);
 
-    /// The same without trying whether they do, which takes as long as drawing a small page.
+    /// The same without trying whether they do.
     static std::optional<OutputProfile> fromTrustedBytes(std::string bytes);
+
+    /// Whether it does separate: it may have an intact header and no tables. To try that takes as
+    /// long as drawing a small page.
+    bool separates() const;
 
     const Profile& profile() const noexcept { return profile_; }
     /// The profile exactly as it was given.

@@ -380,8 +380,8 @@ std::size_t childCount() {
 TEST(HelperRenderer, StartsAsManyProcessesAsThePagesToComeNeed) {
     const TemporaryFolder folder;
     const path url = folder.file("a.pdf", Testing::smallPDF());
-    const std::int64_t pixels = PageGeometry::pixelSize(fourBands).bytes() / 4;
-    const auto document = HelperRenderer::open(url, {.processes = 3, .pixels = pixels});
+    const auto document =
+        HelperRenderer::open(url, {.processes = 3, .size = PageGeometry::pixelSize(fourBands)});
     EXPECT_EQ(childCount(), 3);
     const RenderResult result = document->render(requestFor(*document, fourBands), outputProfile());
     expectEqual(std::get<PixelBuffer>(result), pixelsOf(url, 1, fourBands));
@@ -391,8 +391,41 @@ TEST(HelperRenderer, StartsAsManyProcessesAsThePagesToComeNeed) {
 TEST(HelperRenderer, StartsOneProcessForSmallPagesToCome) {
     const TemporaryFolder folder;
     const auto document = HelperRenderer::open(folder.file("a.pdf", Testing::smallPDF()),
-                                               {.processes = 3, .pixels = 1'000'000});
+                                               {.processes = 3, .size = {1000, 1000}});
     EXPECT_EQ(childCount(), 1);
+}
+
+TEST(HelperRenderer, DrawsWithAProfileThatWasHandedOverBefore) {
+    const TemporaryFolder folder;
+    const path url = folder.file("a.pdf", twoPages());
+    HelperRenderer::Opening opening(url,
+                                    {.processes = 2, .size = PageGeometry::pixelSize(twoBands)});
+    opening.prepare(outputProfile());
+    const auto document = opening.finish();
+    const RenderResult result = document->render(requestFor(*document, twoBands), outputProfile());
+    expectEqual(std::get<PixelBuffer>(result), pixelsOf(url, 1, twoBands));
+}
+
+TEST(HelperRenderer, DrawsInAnotherSizeThanWasExpected) {
+    const TemporaryFolder folder;
+    const path url = folder.file("a.pdf", twoPages());
+    HelperRenderer::Opening opening(url,
+                                    {.processes = 2, .size = PageGeometry::pixelSize(fourBands)});
+    opening.prepare(outputProfile());
+    const auto document = opening.finish();
+    const RenderResult result = document->render(requestFor(*document, twoBands), outputProfile());
+    expectEqual(std::get<PixelBuffer>(result), pixelsOf(url, 1, twoBands));
+}
+
+TEST(HelperRenderer, FailsForABitmapThatDoesNotFitInMemoryWhenItWasExpected) {
+    const TemporaryFolder folder;
+    const PrintSettings huge = {2e6, 2e6, 0, true, false};
+    HelperRenderer::Opening opening(folder.file("a.pdf", Testing::smallPDF()),
+                                    {.processes = 2, .size = PageGeometry::pixelSize(huge)});
+    opening.prepare(outputProfile());
+    const auto document = opening.finish();
+    const RenderResult result = document->render(requestFor(*document, huge), outputProfile());
+    EXPECT_EQ(std::get<RenderFailure>(result), RenderFailure::tooLarge);
 }
 
 TEST(HelperRenderer, DrawsNothingMoreAfterItsEnd) {
@@ -496,6 +529,30 @@ TEST_P(OnDrawing, Fails) {
     const RenderResult result = document->render(requestFor(*document, twoBands), outputProfile());
     ASSERT_TRUE(std::holds_alternative<RenderFailure>(result));
     EXPECT_EQ(std::get<RenderFailure>(result), RenderFailure::failed);
+}
+
+using OnHandingOver = Misbehaviour;
+INSTANTIATE_TEST_SUITE_P(All, OnHandingOver,
+                         testing::Values("dies-colouring", "is-silent-colouring",
+                                         "has-no-such-status-colouring", "dies-preparing",
+                                         "is-silent-preparing", "has-no-such-status-preparing"),
+                         nameOf);
+
+TEST_P(OnHandingOver, FailsWhenItHappensWhileTheDocumentIsOpened) {
+    HelperRenderer::Options early = options();
+    early.size = PageGeometry::pixelSize(twoBands);
+    HelperRenderer::Opening opening(folder.file("a.pdf", Testing::smallPDF()), early);
+    opening.prepare(outputProfile());
+    const auto document = opening.finish();
+    if (!document) { // it was gone before its answer was read
+        EXPECT_TRUE(opening.hasFailed());
+        return;
+    }
+    EXPECT_THROW(document->mediaBox(1), PrintPrepError);
+    EXPECT_EQ(std::get<RenderFailure>(document->render(
+                  {1, early.size, PageGeometry::place({0, 0, 10, 10}, twoBands), 0, 10},
+                  outputProfile())),
+              RenderFailure::failed);
 }
 
 TEST_P(OnDrawing, LeavesNothingBehind) {
