@@ -21,7 +21,7 @@ PageDivision::PageDivision() {
 }
 
 std::vector<std::int64_t> PageDivision::bounds(std::int64_t rowCount, std::int64_t count) {
-    constexpr double nearlyRight = 1.15;
+    constexpr double nearlyRight = 1.03;
     const bool isAlike =
         last_.size() == static_cast<std::size_t>(count) + 1 && last_.back() == rowCount;
     if (!isAlike || largestShare(last_) * static_cast<double>(count) > nearlyRight)

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <utility>
 
 #include <SplashOutputDev.h>
 #include <goo/gmem.h>
@@ -24,11 +26,16 @@ struct PixelsOfBitmap {
     using Member = SplashColorPtr SplashBitmap::*;
     friend Member memberOf(PixelsOfBitmap name);
 };
+struct AlphaOfBitmap {
+    using Member = unsigned char* SplashBitmap::*;
+    friend Member memberOf(AlphaOfBitmap name);
+};
 struct BitmapOfDevice {
     using Member = SplashBitmap* SplashOutputDev::*;
     friend Member memberOf(BitmapOfDevice name);
 };
 template struct Disclosure<PixelsOfBitmap, &SplashBitmap::data>;
+template struct Disclosure<AlphaOfBitmap, &SplashBitmap::alpha>;
 template struct Disclosure<BitmapOfDevice, &SplashOutputDev::bitmap>;
 
 /// The memory that a device's bitmap has for one page.
@@ -53,10 +60,14 @@ public:
             // Memory that nothing is written to costs nothing.
             auto fresh = std::make_unique<SplashBitmap>(isLending ? width : 1,
                                                         isLending ? height : 1, 1, mode, true);
+            if (isLending)
+                reuseAlpha(*current, *fresh);
             previous.reset(current);
             device.*memberOf(BitmapOfDevice()) = current = fresh.release();
         }
-        if (isLending) {
+        if (!isLending) {
+            alphaSize_ = 0; // whose bitmap Poppler then makes
+        } else {
             gfree(current->takeData());
             current->*memberOf(PixelsOfBitmap()) = pixels_;
         }
@@ -71,6 +82,20 @@ public:
     }
 
 private:
+    /// Parts of pages differ a little in size, and new memory for each takes time.
+    void reuseAlpha(SplashBitmap& from, SplashBitmap& to) {
+        const auto size = [](const SplashBitmap& bitmap) {
+            return static_cast<std::int64_t>(bitmap.getWidth()) * bitmap.getHeight();
+        };
+        alphaSize_ = std::max(alphaSize_, size(from));
+        if (size(to) <= alphaSize_)
+            std::swap(from.*memberOf(AlphaOfBitmap()), to.*memberOf(AlphaOfBitmap()));
+        else
+            alphaSize_ = size(to);
+    }
+
+    /// What the alpha values of the bitmap have room for, if it is more than the bitmap's size.
+    std::int64_t alphaSize_ = 0;
     std::uint8_t* pixels_ = nullptr;
     int width_ = 0;
     int height_ = 0;
