@@ -113,24 +113,31 @@ bool ColorConverter::keepsWhite(const Transform& pixels) const {
 void ColorConverter::makeTable() const {
     if (sourceChannels_ == 3) {
         shortcut_ = MatrixToTable::of(source_, destination_, intent_, *this);
-        const auto channels = static_cast<std::size_t>(destinationChannels_);
         table_ = std::make_unique<ColorTable>(
-            channels, [this, channels](const std::uint16_t* colors, std::uint16_t* results,
-                                       std::size_t count) {
-                if (shortcut_)
-                    shortcut_->convert(colors, results, count);
-                else
-                    cmsDoTransform(precise_.get(), colors, results,
-                                   static_cast<cmsUInt32Number>(count));
-                for (std::size_t i = 0; isAdditive(source_) && i < count; ++i) {
-                    const std::uint16_t* color = colors + 3 * i;
-                    if (std::all_of(color, color + 3, [](auto n) { return n == 0xffff; }))
-                        std::fill_n(results + i * channels, channels, blank(destination_) * 0x101);
-                }
+            static_cast<std::size_t>(destinationChannels_),
+            [this](const std::uint16_t* colors, std::uint16_t* results, std::size_t count) {
+                convertNumbers(colors, results, count);
             });
     } else {
         tableTransform_ = transform(layout(source_, 1), layout(destination_, 1),
                                     cmsFLAGS_GRIDPOINTS(fourChannelSteps));
+    }
+}
+
+/// What the table for three source channels is made of.
+void ColorConverter::convertNumbers(const std::uint16_t* colors, std::uint16_t* results,
+                                    std::size_t count) const {
+    if (shortcut_)
+        shortcut_->convert(colors, results, count);
+    else
+        cmsDoTransform(precise_.get(), colors, results, static_cast<cmsUInt32Number>(count));
+    if (!isAdditive(source_))
+        return;
+    const auto channels = static_cast<std::size_t>(destinationChannels_);
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::uint16_t* color = colors + 3 * i;
+        if ((color[0] & color[1] & color[2]) == 0xffff) // white
+            std::fill_n(results + i * channels, channels, blank(destination_) * 0x101);
     }
 }
 

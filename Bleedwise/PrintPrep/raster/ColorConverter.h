@@ -67,6 +67,8 @@ private:
     Transform transform(unsigned sourceFormat, unsigned destinationFormat, unsigned flags) const;
     bool keepsWhite(const Transform& pixels) const;
     void makeTable() const;
+    void convertNumbers(const std::uint16_t* colors, std::uint16_t* results,
+                        std::size_t count) const;
 
     Profile source_;
     Profile destination_;

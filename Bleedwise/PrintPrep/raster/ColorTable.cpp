@@ -1,7 +1,8 @@
 #include "PrintPrep/raster/ColorTable.h"
 
 #include <algorithm>
-#include <cmath>
+#include <bit>
+#include <cstdlib>
 #include <cstring>
 #include <utility>
 
@@ -27,27 +28,33 @@ constexpr Place place(std::size_t byte) {
 
 constexpr std::size_t fractions = stepBytes + 1;
 
-/// For each byte and axis: the distance of its cell in nodes, and its part of the number of the
-/// tetrahedron.
-struct Axis {
-    std::array<std::uint32_t, 256> distance{};
-    std::array<std::uint32_t, 256> part{};
-};
+/// For each axis and byte: the distance of its cell in nodes, and above that its part of the number
+/// of the tetrahedron. The sums of three of them are those of a colour.
+using Axis = std::array<std::uint64_t, 256>;
 
 constexpr std::array<Axis, 3> makeAxes() {
     std::array<Axis, 3> axes{};
     constexpr std::array<std::size_t, 3> parts = {fractions * fractions, fractions, 1};
     for (std::size_t axis = 0; axis < 3; ++axis) {
-        for (std::size_t byte = 0; byte < 256; ++byte) {
-            axes[axis].distance[byte] =
-                static_cast<std::uint32_t>(place(byte).cell * strides[axis]);
-            axes[axis].part[byte] = static_cast<std::uint32_t>(place(byte).fraction * parts[axis]);
-        }
+        for (std::size_t byte = 0; byte < 256; ++byte)
+            axes[axis][byte] = place(byte).cell * strides[axis] | place(byte).fraction * parts[axis]
+                                                                      << 32U;
     }
     return axes;
 }
 
 constexpr std::array<Axis, 3> axes = makeAxes();
+
+/// Where a colour lies.
+struct Position {
+    std::uint32_t cell; // its first node
+    std::uint32_t tetrahedron;
+};
+
+Position positionOf(const std::uint8_t* color) {
+    const std::uint64_t sum = axes[0][color[0]] + axes[1][color[1]] + axes[2][color[2]];
+    return {static_cast<std::uint32_t>(sum), static_cast<std::uint32_t>(sum >> 32U)};
+}
 
 struct Tetrahedron {
     std::array<std::uint32_t, 2> corners{};
@@ -88,26 +95,58 @@ constexpr auto makeTetrahedra() {
 
 constexpr auto tetrahedra = makeTetrahedra();
 
-/// Four channels that the compiler keeps in one register.
-using Lanes [[gnu::vector_size(8)]] = std::uint16_t;
-
-Lanes load(const std::array<std::uint16_t, 4>& node) {
-    Lanes lanes;
-    std::memcpy(&lanes, node.data(), sizeof lanes);
-    return lanes;
-}
-
 /// What a byte is in 16 bits.
 constexpr std::uint16_t wide(std::size_t byte) {
     return static_cast<std::uint16_t>(byte * 257);
 }
 
-/// The interpolated colour in 256ths of a byte's step.
-Lanes interpolate(const std::array<std::uint16_t, 4>* cell, const Tetrahedron& inside) {
-    return load(cell[0]) * inside.weights[0] + load(cell[inside.corners[0]]) * inside.weights[1] +
-           load(cell[inside.corners[1]]) * inside.weights[2] +
-           load(cell[lastCorner]) * inside.weights[3];
+/// Two colours of four channels.
+using Lanes [[gnu::vector_size(16)]] = std::uint16_t;
+
+Lanes pairOf(const std::array<std::uint16_t, 4>& a, const std::array<std::uint16_t, 4>& b) {
+    using Halves [[gnu::vector_size(16)]] = std::uint64_t;
+    return std::bit_cast<Lanes>(
+        Halves{std::bit_cast<std::uint64_t>(a), std::bit_cast<std::uint64_t>(b)});
 }
+
+/// The same weight for all channels of a colour.
+template <int corner>
+Lanes weightOf(Lanes weights) {
+    constexpr int other = corner + 4;
+    return __builtin_shufflevector(weights, weights, corner, corner, corner, corner, other, other,
+                                   other, other);
+}
+
+/// A colour's cell, by its first node, and where it lies within.
+struct Interpolation {
+    const std::array<std::uint16_t, 4>* cell;
+    const Tetrahedron* inside;
+};
+
+/// Two interpolated colours in 256ths of a byte's step.
+Lanes interpolate(const Interpolation& a, const Interpolation& b) {
+    const Lanes weights = pairOf(a.inside->weights, b.inside->weights);
+    const auto corner = [&](std::size_t index) {
+        return pairOf(a.cell[a.inside->corners.data()[index]],
+                      b.cell[b.inside->corners.data()[index]]);
+    };
+    return pairOf(a.cell[0], b.cell[0]) * weightOf<0>(weights) + corner(0) * weightOf<1>(weights) +
+           corner(1) * weightOf<2>(weights) +
+           pairOf(a.cell[lastCorner], b.cell[lastCorner]) * weightOf<3>(weights);
+}
+
+/// Bytes of two colours of four channels.
+using PairOfBytes = std::array<std::uint8_t, 8>;
+
+PairOfBytes rounded(Lanes colors) {
+    using Bytes [[gnu::vector_size(8)]] = std::uint8_t;
+    constexpr std::uint16_t half = 128;
+    return std::bit_cast<PairOfBytes>(__builtin_convertvector((colors + half) >> 8U, Bytes));
+}
+
+/// Each call for colours costs something, so that many are asked for together.
+constexpr std::size_t cellsAtOnce = 32;
+constexpr std::size_t pixelsAtOnce = 256;
 
 /// No colour: those stay below a fifth.
 constexpr std::array<std::uint16_t, 4> unknownNode = {0xffff, 0xffff, 0xffff, 0xffff};
@@ -117,7 +156,25 @@ constexpr std::size_t nodeAt(const std::array<std::size_t, 3>& position) {
 }
 
 /// Colours in rough cells that are remembered.
-constexpr std::size_t knownBits = 15;
+constexpr std::size_t knownBits = 12;
+
+/// A colour as one number that is never 0, which is an empty place among the known ones.
+std::uint32_t numberOf(const std::uint8_t* color) {
+    return 1U << 24U | std::uint32_t{color[0]} << 16U | std::uint32_t{color[1]} << 8U | color[2];
+}
+
+/// Whether an interpolated channel, in 256ths of a byte's step, is within half a step of the exact
+/// one, in 257ths.
+bool isNear(std::uint16_t interpolated, std::uint16_t exact) {
+    return std::abs(exact * 256 - interpolated * 257) <= 128 * 257;
+}
+
+/// A channel of a node from 65535ths, rounded. None lies half-way between whole numbers: the
+/// denominator, 1285, is odd.
+std::uint16_t nodeChannel(std::uint16_t exact) {
+    constexpr double scale = 256.0 / stepBytes / 257;
+    return static_cast<std::uint16_t>(exact * scale + 0.5);
+}
 
 } // namespace
 
@@ -128,110 +185,182 @@ ColorTable::ColorTable(std::size_t channels, Convert convert)
 
 void ColorTable::convert(const std::uint8_t* source, std::uint8_t* destination, std::size_t count) {
     const std::lock_guard lock(mutex_);
-    if (channels_ == 4)
-        convertChannels<4>(source, destination, count);
-    else
-        convertChannels<3>(source, destination, count);
-}
-
-template <std::size_t channels>
-void ColorTable::convertChannels(const std::uint8_t* source, std::uint8_t* destination,
-                                 std::size_t count) {
-    for (; count > 0; --count, source += 3, destination += channels) {
-        const std::size_t first =
-            axes[0].distance[source[0]] + axes[1].distance[source[1]] + axes[2].distance[source[2]];
-        if (cells_[first] != Cell::smooth) {
-            if (cells_[first] == Cell::unknown)
-                cells_[first] = explore(source);
-            if (cells_[first] == Cell::rough) {
-                std::copy_n(exactly(source).data(), channels, destination);
-                continue;
-            }
-        }
-        constexpr Lanes half = {128, 128, 128, 128};
-        const Lanes sum = interpolate(&nodes_[first],
-                                      tetrahedra[axes[0].part[source[0]] + axes[1].part[source[1]] +
-                                                 axes[2].part[source[2]]]) +
-                          half;
-        for (std::size_t channel = 0; channel < channels; ++channel)
-            destination[channel] = static_cast<std::uint8_t>(sum[channel] >> 8U);
+    while (count > 0) {
+        const std::size_t now = std::min(count, pixelsAtOnce);
+        if (channels_ == 4)
+            convertSome<4>(source, destination, now);
+        else
+            convertSome<3>(source, destination, now);
+        source += 3 * now;
+        destination += channels_ * now;
+        count -= now;
     }
 }
 
-/// Makes the grid known around a colour, and tries the interpolation where it is worst: in the
-/// middle of the cell, and of each tetrahedron.
-ColorTable::Cell ColorTable::explore(const std::uint8_t* source) {
-    std::array<std::size_t, 3> origin{};
-    for (std::size_t axis = 0; axis < 3; ++axis)
-        origin[axis] = place(source[axis]).cell;
-    fillGrid(origin);
+/// Interpolates all, and then sees to those pixels that want more, so that the usual way neither
+/// branches nor waits.
+template <std::size_t channels>
+void ColorTable::convertSome(const std::uint8_t* source, std::uint8_t* destination,
+                             std::size_t count) {
+    std::array<std::uint16_t, pixelsAtOnce> others;
+    std::size_t otherCount = 0;
+    const auto lookUp = [&, nodes = nodes_.data(), states = cells_.data()](std::size_t pixel) {
+        const Position position = positionOf(source + 3 * pixel);
+        others.data()[otherCount] = static_cast<std::uint16_t>(pixel);
+        otherCount += states[position.cell] != Cell::smooth ? 1U : 0U;
+        return Interpolation{nodes + position.cell, tetrahedra.data() + position.tetrahedron};
+    };
+    std::size_t pixel = 0;
+    for (; pixel + 2 <= count; pixel += 2) {
+        const Interpolation first = lookUp(pixel);
+        const PairOfBytes bytes = rounded(interpolate(first, lookUp(pixel + 1)));
+        if constexpr (channels == 4) {
+            std::memcpy(destination + 4 * pixel, bytes.data(), 8);
+        } else {
+            std::memcpy(destination + 3 * pixel, bytes.data(), 3);
+            std::memcpy(destination + 3 * pixel + 3, bytes.data() + 4, 3);
+        }
+    }
+    if (pixel < count) {
+        const Interpolation last = lookUp(pixel);
+        std::memcpy(destination + channels * pixel, rounded(interpolate(last, last)).data(),
+                    channels);
+    }
+    if (otherCount > 0)
+        convertOthers<channels>(source, destination, {others.data(), otherCount});
+}
 
+/// Pixels in cells that are rough, or have been unknown so far.
+template <std::size_t channels>
+void ColorTable::convertOthers(const std::uint8_t* source, std::uint8_t* destination,
+                               std::span<const std::uint16_t> pixels) {
+    exploreAround(source, pixels);
+    std::array<std::uint16_t, pixelsAtOnce> unknown;
+    std::size_t unknownCount = 0;
+    for (const std::uint16_t pixel : pixels) {
+        const std::uint8_t* color = source + 3 * pixel;
+        const Position position = positionOf(color);
+        const Interpolation here = {&nodes_[position.cell], &tetrahedra[position.tetrahedron]};
+        if (cells_[position.cell] == Cell::smooth)
+            std::memcpy(destination + channels * pixel, rounded(interpolate(here, here)).data(),
+                        channels);
+        else if (const Known& known = knownAt(color); known.source == numberOf(color))
+            std::memcpy(destination + channels * pixel, known.result.data(), channels);
+        else
+            unknown[unknownCount++] = pixel;
+    }
+    convertExactly<channels>(source, destination, {unknown.data(), unknownCount});
+}
+
+/// Pixels in rough cells.
+template <std::size_t channels>
+void ColorTable::convertExactly(const std::uint8_t* source, std::uint8_t* destination,
+                                std::span<const std::uint16_t> pixels) {
+    if (pixels.empty())
+        return;
+    std::array<std::uint16_t, pixelsAtOnce * 3> colors;
+    std::array<std::uint16_t, pixelsAtOnce * channels> results;
+    for (std::size_t i = 0; i < pixels.size(); ++i) {
+        for (std::size_t axis = 0; axis < 3; ++axis)
+            colors[3 * i + axis] = wide(source[3 * pixels[i] + axis]);
+    }
+    convert_(colors.data(), results.data(), pixels.size());
+    for (std::size_t i = 0; i < pixels.size(); ++i) {
+        const std::uint8_t* color = source + 3 * pixels[i];
+        Known& known = knownAt(color);
+        known.source = numberOf(color);
+        for (std::size_t channel = 0; channel < channels; ++channel)
+            known.result[channel] =
+                static_cast<std::uint8_t>((results[channels * i + channel] + 128) / 257);
+        std::memcpy(destination + channels * pixels[i], known.result.data(), channels);
+    }
+}
+
+/// Explores the cells of these pixels that are unknown so far.
+void ColorTable::exploreAround(const std::uint8_t* source, std::span<const std::uint16_t> pixels) {
+    std::array<Origin, cellsAtOnce> origins;
+    std::size_t count = 0;
+    for (const std::uint16_t pixel : pixels) {
+        const std::uint8_t* color = source + 3 * pixel;
+        Cell& cell = cells_[positionOf(color).cell];
+        if (cell != Cell::unknown)
+            continue;
+        cell = Cell::rough; // for now, and thus once only
+        for (std::size_t axis = 0; axis < 3; ++axis)
+            origins[count][axis] = place(color[axis]).cell;
+        if (++count == origins.size())
+            explore({origins.data(), std::exchange(count, 0)});
+    }
+    explore({origins.data(), count});
+}
+
+/// Makes the grid known around cells, and tries the interpolation where it is worst: in the middle
+/// of a cell, and of each tetrahedron.
+void ColorTable::explore(std::span<const Origin> origins) {
+    if (origins.empty())
+        return;
+    fillGrid(origins);
     constexpr std::array<std::array<std::size_t, 3>, 7> trials = {
         {{2, 2, 2}, {1, 2, 3}, {1, 3, 2}, {2, 1, 3}, {2, 3, 1}, {3, 1, 2}, {3, 2, 1}}};
-    std::array<std::uint16_t, trials.size() * 3> colors{};
-    std::array<std::uint16_t, trials.size() * 4> results{};
-    for (std::size_t trial = 0; trial < trials.size(); ++trial) {
-        for (std::size_t axis = 0; axis < 3; ++axis)
-            colors[3 * trial + axis] = wide(origin[axis] * stepBytes + trials[trial][axis]);
-    }
-    convert_(colors.data(), results.data(), trials.size());
-    const auto* cell = &nodes_[nodeAt(origin)];
-    for (std::size_t trial = 0; trial < trials.size(); ++trial) {
-        const Lanes sum = interpolate(cell, makeTetrahedron(trials[trial]));
-        for (std::size_t channel = 0; channel < channels_; ++channel) {
-            const double exact = results[channels_ * trial + channel] * (256.0 / 257);
-            constexpr double tolerance = 128; // half a byte's step
-            if (std::abs(exact - sum[channel]) > tolerance)
-                return Cell::rough;
+    std::array<std::uint16_t, cellsAtOnce * trials.size() * 3> colors;
+    std::array<std::uint16_t, cellsAtOnce * trials.size() * 4> results;
+    std::size_t count = 0;
+    for (const Origin& origin : origins) {
+        for (const auto& trial : trials) {
+            for (std::size_t axis = 0; axis < 3; ++axis)
+                colors[count++] = wide(origin[axis] * stepBytes + trial[axis]);
         }
     }
-    return Cell::smooth;
+    convert_(colors.data(), results.data(), count / 3);
+    const std::uint16_t* result = results.data();
+    for (const Origin& origin : origins) {
+        const std::size_t node = nodeAt(origin);
+        bool isSmooth = true;
+        for (const auto& trial : trials) {
+            const Tetrahedron& tetrahedron =
+                tetrahedra[(trial[0] * fractions + trial[1]) * fractions + trial[2]];
+            const Interpolation here = {&nodes_[node], &tetrahedron};
+            const Lanes sum = interpolate(here, here);
+            for (std::size_t channel = 0; channel < channels_; ++channel)
+                isSmooth = isNear(sum[channel], *result++) && isSmooth;
+        }
+        cells_[node] = isSmooth ? Cell::smooth : Cell::rough;
+    }
 }
 
-/// Makes the corners of the cell at `origin` known.
-void ColorTable::fillGrid(const std::array<std::size_t, 3>& origin) {
+/// Makes the corners of cells known.
+void ColorTable::fillGrid(std::span<const Origin> origins) {
     constexpr std::size_t corners = 8;
-    std::array<std::size_t, corners> missing{};
+    std::array<std::size_t, cellsAtOnce * corners> missing;
+    std::array<std::uint16_t, cellsAtOnce * corners * 3> colors;
+    std::array<std::uint16_t, cellsAtOnce * corners * 4> results;
     std::size_t count = 0;
-    std::array<std::uint16_t, corners * 3> colors{};
-    for (std::size_t corner = 0; corner < corners; ++corner) {
-        std::array<std::size_t, 3> position = origin;
-        for (std::size_t axis = 0; axis < 3; ++axis)
-            position[axis] += corner >> axis & 1U;
-        const std::size_t node = nodeAt(position);
-        if (nodes_[node] != unknownNode)
-            continue;
-        for (std::size_t axis = 0; axis < 3; ++axis)
-            colors[3 * count + axis] = wide(position[axis] * stepBytes);
-        missing[count++] = node;
+    for (const Origin& origin : origins) {
+        for (std::size_t corner = 0; corner < corners; ++corner) {
+            Origin position = origin;
+            for (std::size_t axis = 0; axis < 3; ++axis)
+                position[axis] += corner >> axis & 1U;
+            const std::size_t node = nodeAt(position);
+            if (nodes_[node][0] != unknownNode[0])
+                continue;
+            nodes_[node] = {}; // for now, and thus once only
+            for (std::size_t axis = 0; axis < 3; ++axis)
+                colors[3 * count + axis] = wide(position[axis] * stepBytes);
+            missing[count++] = node;
+        }
     }
-    std::array<std::uint16_t, corners * 4> results{};
+    if (count == 0)
+        return;
     convert_(colors.data(), results.data(), count);
-    constexpr double scale = 256.0 / stepBytes / 257; // from 65535ths
     for (std::size_t i = 0; i < count; ++i) {
-        nodes_[missing[i]] = {};
         for (std::size_t channel = 0; channel < channels_; ++channel)
-            nodes_[missing[i]][channel] =
-                static_cast<std::uint16_t>(std::lround(results[channels_ * i + channel] * scale));
+            nodes_[missing[i]][channel] = nodeChannel(results[channels_ * i + channel]);
     }
 }
 
-const std::array<std::uint8_t, 4>& ColorTable::exactly(const std::uint8_t* source) {
-    // Never 0, which is an empty place.
-    const std::uint32_t color =
-        1U << 24U | std::uint32_t{source[0]} << 16U | std::uint32_t{source[1]} << 8U | source[2];
+ColorTable::Known& ColorTable::knownAt(const std::uint8_t* color) {
     constexpr std::uint32_t spread = 0x9e3779b1; // a prime near 2^32 / golden ratio
-    Known& place = known_[color * spread >> (32 - knownBits)];
-    if (place.source != color) {
-        const std::array<std::uint16_t, 3> numbers = {wide(source[0]), wide(source[1]),
-                                                      wide(source[2])};
-        std::array<std::uint16_t, 4> result{};
-        convert_(numbers.data(), result.data(), 1);
-        for (std::size_t channel = 0; channel < channels_; ++channel)
-            place.result[channel] = static_cast<std::uint8_t>((result[channel] + 128) / 257);
-        place.source = color;
-    }
-    return place.result;
+    return known_[numberOf(color) * spread >> (32 - knownBits)];
 }
 
 } // namespace Bleedwise

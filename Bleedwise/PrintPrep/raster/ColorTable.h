@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <mutex>
+#include <span>
 #include <vector>
 
 namespace Bleedwise {
@@ -27,6 +28,7 @@ public:
     /// `channels` is 3 or 4.
     ColorTable(std::size_t channels, Convert convert);
 
+    /// `destination` is other memory than `source`.
     void convert(const std::uint8_t* source, std::uint8_t* destination, std::size_t count);
 
 private:
@@ -39,11 +41,21 @@ private:
         std::array<std::uint8_t, 4> result{};
     };
 
+    /// Of a cell: its place on each axis.
+    using Origin = std::array<std::size_t, 3>;
+
     template <std::size_t channels>
-    void convertChannels(const std::uint8_t* source, std::uint8_t* destination, std::size_t count);
-    Cell explore(const std::uint8_t* source);
-    void fillGrid(const std::array<std::size_t, 3>& origin);
-    const std::array<std::uint8_t, 4>& exactly(const std::uint8_t* source);
+    void convertSome(const std::uint8_t* source, std::uint8_t* destination, std::size_t count);
+    template <std::size_t channels>
+    void convertOthers(const std::uint8_t* source, std::uint8_t* destination,
+                       std::span<const std::uint16_t> pixels);
+    template <std::size_t channels>
+    void convertExactly(const std::uint8_t* source, std::uint8_t* destination,
+                        std::span<const std::uint16_t> pixels);
+    void exploreAround(const std::uint8_t* source, std::span<const std::uint16_t> pixels);
+    void explore(std::span<const Origin> origins);
+    void fillGrid(std::span<const Origin> origins);
+    Known& knownAt(const std::uint8_t* color);
 
     std::size_t channels_;
     Convert convert_;

@@ -72,12 +72,16 @@ TEST(MatrixToTable, GivesLittleCMSsInksOfAnotherRGB) {
 TEST(MatrixToTable, ConvertsManyAsOneByOne) {
     const auto way =
         wayOf(Profile::sRGB(), outputProfile().profile(), Intent::relativeColorimetric);
-    const std::vector<std::uint16_t> colors = {0,        0,     0, 257 * 200, 257 * 10,
-                                               257 * 77, 65535, 0, 65535};
-    std::vector<std::uint16_t> together(12);
-    std::vector<std::uint16_t> alone(12);
-    way->convert(colors.data(), together.data(), 3);
-    for (std::size_t i = 0; i < 3; ++i)
+    constexpr std::size_t count = 6 * 6 * 6;
+    std::vector<std::uint16_t> colors;
+    for (unsigned color = 0; color < count; ++color) {
+        for (const unsigned step : {color % 6, color / 6 % 6, color / 36})
+            colors.push_back(static_cast<std::uint16_t>(step * 51 * 257));
+    }
+    std::vector<std::uint16_t> together(4 * count);
+    std::vector<std::uint16_t> alone(4 * count);
+    way->convert(colors.data(), together.data(), count);
+    for (std::size_t i = 0; i < count; ++i)
         way->convert(colors.data() + 3 * i, alone.data() + 4 * i, 1);
     EXPECT_EQ(together, alone);
 }
