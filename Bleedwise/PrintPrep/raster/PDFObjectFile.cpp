@@ -22,6 +22,10 @@ constexpr std::size_t largestGathered = 256U << 10U;
 /// Linux moves at most 0x7ffff000 bytes in one write.
 constexpr std::size_t largestWrite = 64U << 20U;
 
+/// So many bytes are given to the disk at a time while others are made, so that little is left for
+/// the end, when the file has to be on it.
+constexpr std::int64_t storedAtOnce = 8 << 20;
+
 std::string tableEntry(std::int64_t offset) {
     const std::string digits = std::to_string(offset);
     return std::string(10 - digits.size(), '0') + digits + " 00000 n \n";
@@ -95,6 +99,10 @@ void PDFObjectFile::flush() {
             fail(written == 0 ? EIO : errno);
     }
     gathered_.clear();
+    if (size_ >= stored_ + storedAtOnce) {
+        ::sync_file_range(file_.get(), stored_, size_ - stored_, SYNC_FILE_RANGE_WRITE);
+        stored_ = size_;
+    }
 }
 
 void PDFObjectFile::fail(int code) const {
