@@ -402,8 +402,7 @@ private:
                                            std::int64_t parts) {
         const StopSignal stop(request.stop);
         // Where there are more parts than processes, they are there to be small.
-        PageDivision equal;
-        PageDivision& division = parts > processes ? equal : division_;
+        const PageDivision division = parts > processes ? PageDivision() : division_;
         Bands bands(request, division.bounds(request.rowCount, parts));
         auto failure = std::exchange(preparationFailure_, std::nullopt);
         for (;;) {

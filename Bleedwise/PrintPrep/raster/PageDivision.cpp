@@ -20,30 +20,7 @@ PageDivision::PageDivision() {
     shares_.fill(1.0 / slices);
 }
 
-std::vector<std::int64_t> PageDivision::bounds(std::int64_t rowCount, std::int64_t count) {
-    constexpr double nearlyRight = 1.03;
-    const bool isAlike =
-        last_.size() == static_cast<std::size_t>(count) + 1 && last_.back() == rowCount;
-    if (!isAlike || largestShare(last_) * static_cast<double>(count) > nearlyRight)
-        last_ = balanced(rowCount, count);
-    return last_;
-}
-
-double PageDivision::largestShare(const std::vector<std::int64_t>& bounds) const {
-    const auto shareAbove = [&](std::int64_t row) {
-        const double place = static_cast<double>(row) / static_cast<double>(bounds.back()) * slices;
-        const auto whole = std::min(static_cast<std::size_t>(place), slices - 1);
-        return std::accumulate(shares_.begin(),
-                               shares_.begin() + static_cast<std::ptrdiff_t>(whole), 0.0) +
-               shares_[whole] * (place - static_cast<double>(whole));
-    };
-    double largest = 0;
-    for (std::size_t part = 1; part < bounds.size(); ++part)
-        largest = std::max(largest, shareAbove(bounds[part]) - shareAbove(bounds[part - 1]));
-    return largest;
-}
-
-std::vector<std::int64_t> PageDivision::balanced(std::int64_t rowCount, std::int64_t count) const {
+std::vector<std::int64_t> PageDivision::bounds(std::int64_t rowCount, std::int64_t count) const {
     std::vector<std::int64_t> rows = {0};
     double sum = 0; // of the slices passed
     std::size_t slice = 0;

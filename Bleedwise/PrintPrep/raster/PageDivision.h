@@ -26,9 +26,8 @@ public:
     PageDivision();
 
     /// The first rows of `count` parts, which all have rows, and at last `rowCount`. Equal parts at
-    /// first; afterwards those of the page before as long as they are nearly right, since bitmaps
-    /// of the same size need no new memory. There must be at least as many rows as parts.
-    std::vector<std::int64_t> bounds(std::int64_t rowCount, std::int64_t count);
+    /// first. There must be at least as many rows as parts.
+    std::vector<std::int64_t> bounds(std::int64_t rowCount, std::int64_t count) const;
 
     /// Whether a page has told anything.
     bool hasLearned() const { return !isFirst_; }
@@ -37,16 +36,11 @@ public:
     void learn(std::span<const Part> parts, std::int64_t rowCount);
 
 private:
-    std::vector<std::int64_t> balanced(std::int64_t rowCount, std::int64_t count) const;
-    /// The largest share that a part has.
-    double largestShare(const std::vector<std::int64_t>& bounds) const;
-
     static constexpr std::size_t slices = 64;
 
     /// Shares of the time that equal slices of a page take, which add up to 1.
     std::array<double, slices> shares_;
     bool isFirst_ = true;
-    std::vector<std::int64_t> last_;
 };
 
 } // namespace Bleedwise

@@ -64,10 +64,11 @@ TEST(PageDivision, FollowsWhenPagesChange) {
         1.2 * (300 * 5 + 700) / 2);
 }
 
-TEST(PageDivision, KeepsPartsThatTakeNearlyTheSame) {
+TEST(PageDivision, SaysWhetherAPageHasToldAnything) {
     PageDivision division;
-    slowestOf(division, 5, 2, [](std::int64_t row) { return row < 500 ? 1.05 : 1; });
-    EXPECT_EQ(division.bounds(rows, 2), (Bounds{0, 500, 1000}));
+    EXPECT_FALSE(division.hasLearned());
+    slowestOf(division, 1, 2, photoAboveText);
+    EXPECT_TRUE(division.hasLearned());
 }
 
 TEST(PageDivision, IsOfPagesOfAnyHeight) {
