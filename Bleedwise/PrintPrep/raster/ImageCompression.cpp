@@ -1,31 +1,23 @@
 #include "PrintPrep/raster/ImageCompression.h"
 
-#include "PrintPrep/platform/AvailableProcessors.h"
 #include "PrintPrep/raster/DeflateStream.h"
+#include "PrintPrep/raster/FastDeflate.h"
+#include "PrintPrep/raster/OrderedResults.h"
 #include "PrintPrep/raster/RowPredictor.h"
 #include "PrintPrep/raster/RunLength.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
-#include <deque>
-#include <future>
 #include <memory>
 #include <new>
 #include <span>
 #include <utility>
-#include <vector>
 
-#include <isa-l/igzip_lib.h>
 #include <libdeflate.h>
 
 namespace Bleedwise::ImageCompression {
 namespace {
-
-/// ISA-L's igzip, behind the predictor: at 15 to 25 times the speed of zlib's level 6, in files of
-/// about its size. Level 1 loses to level 2 by 1 % and wins the same in time; level 3 gains
-/// nothing.
-constexpr std::uint32_t level = 2;
 
 /// libdeflate, behind run lengths. Higher levels take up to twice the time for a tenth less space.
 constexpr int blankLevel = 1;
@@ -41,6 +33,9 @@ constexpr std::int64_t samplePeriod = 128;
 /// and cores can share them. The same everywhere, so that the bytes do not depend on the machine.
 constexpr std::size_t pieceBytes = 2U << 20U;
 
+/// About how many bytes are predicted and then compressed while they are in the cache.
+constexpr std::size_t stepBytes = 512U << 10U;
+
 /// The same for what is mostly blank, of which little is left.
 constexpr std::size_t blankPieceBytes = 4U << 20U;
 
@@ -54,6 +49,10 @@ struct Piece {
 
 std::size_t rowBytes(const CMYKImage& image) {
     return 4 * static_cast<std::size_t>(image.width());
+}
+
+FastDeflate::Position positionOf(bool isLast) {
+    return isLast ? FastDeflate::Position::endOfStream : FastDeflate::Position::insideStream;
 }
 
 /// The rows of an image by pieces of about so many bytes.
@@ -95,33 +94,14 @@ std::uint32_t joined(std::uint32_t checksum, const Piece& next) {
     return static_cast<std::uint32_t>(sums << 16U | sum);
 }
 
-/// Calls `make` for each number below `count`, on as many threads as there are cores, and
-/// hands the results to `use` in order, on this one.
-template <typename Make, typename Use>
-void inParallel(std::size_t count, const Make& make, const Use& use) {
-    const std::size_t cores = std::clamp(availableProcessors(), 1U, 32U);
-    std::deque<std::future<Piece>> pending;
-    const auto useFirst = [&] {
-        use(pending.front().get());
-        pending.pop_front();
-    };
-    for (std::size_t number = 0; number < count; ++number) {
-        if (pending.size() == cores)
-            useFirst();
-        // Without a thread to be had it is done when the result is asked for.
-        pending.push_back(std::async(std::launch::async | std::launch::deferred, make, number));
-    }
-    while (!pending.empty())
-        useFirst();
-}
-
 /// Gives a whole zlib stream to `sink`.
-template <typename Make>
-void compressPieces(std::size_t count, const Make& make, const Sink& sink) {
+template <typename Worker>
+void compressPieces(std::size_t count, typename OrderedResults<Worker, Piece>::Make make,
+                    const Sink& sink) {
     constexpr std::string_view head("\x78\x9c", 2); // a window of 32 KB, the default level
     sink(head);
     std::uint32_t checksum = 1;
-    inParallel(count, make, [&](const Piece& piece) {
+    OrderedResults<Worker, Piece>(count, std::move(make)).useAll([&](const Piece& piece) {
         sink(piece.deflate);
         checksum = joined(checksum, piece);
     });
@@ -131,72 +111,97 @@ void compressPieces(std::size_t count, const Make& make, const Sink& sink) {
     sink(tail);
 }
 
-/// Bytes by igzip.
-Piece fastPiece(std::span<const std::uint8_t> bytes, bool isLast) {
-    std::vector<std::uint8_t> levelBuffer(ISAL_DEF_LVL2_DEFAULT);
-    const auto stream = std::make_unique<isal_zstream>(); // large for a stack
-    isal_deflate_init(stream.get());
-    stream->level = level;
-    stream->level_buf = levelBuffer.data();
-    stream->level_buf_size = static_cast<std::uint32_t>(levelBuffer.size());
-    stream->gzip_flag = IGZIP_DEFLATE;
-    stream->flush = isLast ? NO_FLUSH : SYNC_FLUSH;
-    stream->end_of_stream = isLast ? 1 : 0;
-    stream->next_in = const_cast<std::uint8_t*>(bytes.data()); // which it only reads
-    stream->avail_in = static_cast<std::uint32_t>(bytes.size());
-    Piece piece = {{}, libdeflate_adler32(1, bytes.data(), bytes.size()), bytes.size()};
-    std::vector<std::uint8_t> output(bytes.size() / 4 + 1024);
-    do {
-        stream->next_out = output.data();
-        stream->avail_out = static_cast<std::uint32_t>(output.size());
-        isal_deflate(stream.get());
-        piece.deflate.append(reinterpret_cast<const char*>(output.data()),
-                             output.size() - stream->avail_out);
-    } while (stream->avail_out == 0);
-    return piece;
-}
+/// Compresses behind the predictor, in memory that it keeps.
+class PredictingWorker {
+public:
+    Piece piece(const CMYKImage& image, std::int64_t first, std::int64_t count, bool isLast) {
+        RowPredictor predictor(rowBytes(image), first > 0 ? image.row(first - 1) : nullptr);
+        const auto step = static_cast<std::int64_t>(
+            std::max<std::size_t>(1, stepBytes / predictor.outputBytes()));
+        Piece piece;
+        deflate_->begin();
+        for (std::int64_t done = 0; done < count; done += step) {
+            const auto rows =
+                predicted(predictor, image, first + done, std::min(step, count - done));
+            piece.checksum = libdeflate_adler32(piece.checksum, rows.data(), rows.size());
+            piece.size += rows.size();
+            if (done + step < count)
+                deflate_->add(rows);
+            else
+                piece.deflate = deflate_->finish(rows, positionOf(isLast));
+        }
+        return piece;
+    }
 
-/// Rows as the predictor makes them.
-std::vector<std::uint8_t> predicted(const CMYKImage& image, std::int64_t first,
-                                    std::int64_t count) {
-    RowPredictor predictor(rowBytes(image), first > 0 ? image.row(first - 1) : nullptr);
-    std::vector<std::uint8_t> rows(static_cast<std::size_t>(count) * predictor.outputBytes());
-    for (std::int64_t row = 0; row < count; ++row)
-        predictor.predict(image.row(first + row),
-                          &rows[static_cast<std::size_t>(row) * predictor.outputBytes()]);
-    return rows;
-}
+private:
+    std::span<const std::uint8_t> predicted(RowPredictor& predictor, const CMYKImage& image,
+                                            std::int64_t first, std::int64_t count) {
+        const std::size_t size = static_cast<std::size_t>(count) * predictor.outputBytes();
+        if (size > capacity_) {
+            rows_ = std::make_unique_for_overwrite<std::uint8_t[]>(size);
+            capacity_ = size;
+        }
+        for (std::int64_t row = 0; row < count; ++row)
+            predictor.predict(image.row(first + row),
+                              &rows_[static_cast<std::size_t>(row) * predictor.outputBytes()]);
+        return {rows_.get(), size};
+    }
+
+    std::unique_ptr<FastDeflate> deflate_ = std::make_unique<FastDeflate>();
+    std::unique_ptr<std::uint8_t[]> rows_;
+    std::size_t capacity_ = 0;
+};
 
 /// Whether some of the rows are mostly blank together.
 bool seemsBlank(const CMYKImage& image) {
+    const auto sampleBytes = [&](std::int64_t first) {
+        return rowBytes(image) *
+               static_cast<std::size_t>(std::min(sampleRows, image.height() - first));
+    };
     std::size_t size = 0;
-    std::size_t encodedSize = 0;
+    for (std::int64_t first = 0; first < image.height(); first += samplePeriod)
+        size += sampleBytes(first);
+    std::size_t left = size / runRatio; // for the runs
     for (std::int64_t first = 0; first < image.height(); first += samplePeriod) {
-        const std::size_t bytes =
-            rowBytes(image) *
-            static_cast<std::size_t>(std::min(sampleRows, image.height() - first));
-        const auto runs = RunLength::encoded({image.row(first), bytes}, bytes);
-        size += bytes;
-        encodedSize += runs ? runs->size() : bytes;
+        const std::size_t bytes = sampleBytes(first);
+        const auto runs = RunLength::encoded({image.row(first), bytes}, std::min(bytes, left));
+        const std::size_t encodedSize = runs ? runs->size() : bytes;
+        if (encodedSize > left)
+            return false;
+        left -= encodedSize;
     }
-    return encodedSize <= size / runRatio;
+    return true;
 }
 
-/// Bytes by libdeflate.
-Piece blankPiece(std::string_view bytes, bool isLast) {
-    const std::unique_ptr<libdeflate_compressor, decltype(&libdeflate_free_compressor)> compressor(
-        libdeflate_alloc_compressor(blankLevel), libdeflate_free_compressor);
-    if (!compressor)
-        throw std::bad_alloc();
-    Piece piece = {{}, libdeflate_adler32(1, bytes.data(), bytes.size()), bytes.size()};
-    std::vector<char> output(libdeflate_deflate_compress_bound(compressor.get(), bytes.size()));
-    const std::size_t size = libdeflate_deflate_compress(
-        compressor.get(), bytes.data(), bytes.size(), output.data(), output.size());
-    piece.deflate.assign(output.data(), size);
-    if (!isLast)
-        piece.deflate = DeflateStream::continued(std::move(piece.deflate));
-    return piece;
-}
+/// Compresses run lengths by libdeflate, in memory that it keeps.
+class RunsWorker {
+public:
+    RunsWorker() {
+        if (!compressor_)
+            throw std::bad_alloc();
+    }
+
+    Piece piece(std::string_view bytes, bool isLast) {
+        Piece piece = {{}, libdeflate_adler32(1, bytes.data(), bytes.size()), bytes.size()};
+        const std::size_t most = libdeflate_deflate_compress_bound(compressor_.get(), bytes.size());
+        if (most > capacity_) {
+            output_ = std::make_unique_for_overwrite<char[]>(most);
+            capacity_ = most;
+        }
+        const std::size_t size = libdeflate_deflate_compress(compressor_.get(), bytes.data(),
+                                                             bytes.size(), output_.get(), most);
+        piece.deflate.assign(output_.get(), size);
+        if (!isLast)
+            piece.deflate = DeflateStream::continued(std::move(piece.deflate));
+        return piece;
+    }
+
+private:
+    std::unique_ptr<libdeflate_compressor, decltype(&libdeflate_free_compressor)> compressor_ = {
+        libdeflate_alloc_compressor(blankLevel), libdeflate_free_compressor};
+    std::unique_ptr<char[]> output_;
+    std::size_t capacity_ = 0;
+};
 
 } // namespace
 
@@ -206,22 +211,26 @@ std::string parameters(const CMYKImage& image) {
 
 void compress(const CMYKImage& image, const Sink& sink) {
     const Pieces pieces(image, pieceBytes);
-    compressPieces(
+    compressPieces<PredictingWorker>(
         pieces.count(),
-        [&](std::size_t number) {
-            return fastPiece(predicted(image, pieces.firstRow(number), pieces.rowCount(number)),
-                             pieces.isLast(number));
+        [&](PredictingWorker& worker, std::size_t number) {
+            return worker.piece(image, pieces.firstRow(number), pieces.rowCount(number),
+                                pieces.isLast(number));
         },
         sink);
 }
 
 std::string compressBytes(std::string_view bytes) {
     std::string result;
-    compressPieces(
+    compressPieces<std::unique_ptr<FastDeflate>>(
         1,
-        [&](std::size_t) {
-            return fastPiece({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()},
-                             true);
+        [&](std::unique_ptr<FastDeflate>& deflate, std::size_t) {
+            deflate = std::make_unique<FastDeflate>();
+            deflate->begin();
+            return Piece{
+                deflate->finish({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()},
+                                FastDeflate::Position::endOfStream),
+                libdeflate_adler32(1, bytes.data(), bytes.size()), bytes.size()};
         },
         [&](std::string_view part) { result += part; });
     return result;
@@ -234,16 +243,16 @@ std::string compressIfBlank(const CMYKImage& image) {
     const std::size_t limit = rowBytes(image) * static_cast<std::size_t>(image.height()) / runRatio;
     std::atomic<std::size_t> size = 0; // of all runs so far
     std::string result;
-    compressPieces(
+    compressPieces<RunsWorker>(
         pieces.count(),
-        [&](std::size_t number) {
+        [&](RunsWorker& worker, std::size_t number) {
             const auto runs =
                 size > limit ? std::nullopt : RunLength::encoded(pieces.bytes(number), limit);
             size += runs ? runs->size() : limit + 1;
             if (size > limit)
                 return Piece();
             const bool isLast = pieces.isLast(number);
-            return blankPiece(isLast ? *runs + RunLength::endOfData : *runs, isLast);
+            return worker.piece(isLast ? *runs + RunLength::endOfData : *runs, isLast);
         },
         [&](std::string_view part) { result += part; });
     return size > limit ? std::string() : result;

@@ -22,9 +22,8 @@ public:
     void predict(const std::uint8_t* row, std::uint8_t* output);
 
 private:
-    void predictDrawn(const std::uint8_t* row, std::uint8_t* output, std::size_t changesAbove,
-                      std::size_t changesLeft) const;
-    void predictPhotographed(const std::uint8_t* row, std::uint8_t* output) const;
+    /// The PNG filter type that suits the row.
+    std::uint8_t filter(const std::uint8_t* row) const;
 
     std::size_t rowBytes_;
     std::vector<std::uint8_t> blank_; // stands above the first row

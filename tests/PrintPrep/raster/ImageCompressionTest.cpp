@@ -184,6 +184,13 @@ TEST(CompressIfBlank, LeavesOtherBitmapsAlone) {
     EXPECT_EQ(compressIfBlank(imageOf(size, coloured)), "");
 }
 
+TEST(CompressIfBlank, TakesABitmapWhoseInkIsAllAtItsTop) {
+    const PixelSize size = {100, 2000};
+    const std::string pixels = noise({100, 200}) + blank({100, 1800});
+    const std::string bytes = compressIfBlank(imageOf(size, pixels));
+    EXPECT_EQ(withoutRuns(inflatedUpTo(bytes, pixels.size())), pixels);
+}
+
 TEST(CompressIfBlank, LeavesABitmapAloneWhoseSampleAloneIsBlank) {
     const PixelSize size = {300, 300};
     std::string pixels = noise(size);

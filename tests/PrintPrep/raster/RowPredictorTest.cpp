@@ -1,9 +1,11 @@
 #include "PrintPrep/raster/RowPredictor.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <rapidcheck/gtest.h>
 
 namespace Bleedwise {
 namespace {
@@ -96,6 +98,75 @@ TEST(RowPredictor, CanBeUndone) {
         }
         ASSERT_EQ(restored, rows[row]) << row;
         above = restored;
+    }
+}
+
+/// The row's differences from its neighbours, in plain words.
+Bytes differences(const Bytes& row, const Bytes& above, int filter) {
+    Bytes result;
+    for (std::size_t i = 0; i < row.size(); ++i) {
+        const int left = i < 4 ? 0 : row[i - 4];
+        const int neighbour = filter == 0 ? 0 : filter == 1 ? left : above[i];
+        result.push_back(static_cast<std::uint8_t>(row[i] - neighbour));
+    }
+    return result;
+}
+
+/// How many pixels differ from the one above, or from the one before, which the first one has not.
+std::size_t changes(const Bytes& row, const Bytes& above, int filter) {
+    const Bytes differing = differences(row, above, filter);
+    std::size_t count = 0;
+    for (std::size_t i = filter == 1 ? 4 : 0; i < row.size(); i += 4)
+        count += std::any_of(&differing[i], &differing[i] + 4, [](auto byte) { return byte != 0; });
+    return count;
+}
+
+int cost(const Bytes& row, const Bytes& above, int filter) {
+    int sum = 0;
+    for (const std::uint8_t byte : differences(row, above, filter))
+        sum += std::min<int>(byte, 256 - byte);
+    return sum;
+}
+
+/// The choice of a filter, in plain words.
+int filterOf(const Bytes& row, const Bytes& above) {
+    const std::size_t pixelCount = row.size() / 4;
+    const std::size_t left = changes(row, above, 1);
+    const std::size_t up = changes(row, above, 2);
+    if (up == 0)
+        return 2;
+    if (std::min(left, up) >= pixelCount / 2)
+        return cost(row, above, 1) < cost(row, above, 2) ? 1 : 2;
+    if (up < left)
+        return 2;
+    return left < pixelCount / 16 ? 0 : 1;
+}
+
+/// Rows of one width, of which some are drawn, some photographed and some like the one above.
+rc::Gen<std::vector<Bytes>> anyRows() {
+    return rc::gen::mapcat(rc::gen::inRange<std::size_t>(1, 150), [](std::size_t width) {
+        const auto photographed =
+            rc::gen::container<Bytes>(4 * width, rc::gen::arbitrary<std::uint8_t>());
+        const auto smooth =
+            rc::gen::container<Bytes>(4 * width, rc::gen::inRange<std::uint8_t>(120, 124));
+        const auto drawn = rc::gen::container<Bytes>(
+            4 * width, rc::gen::weightedElement<std::uint8_t>({{60, 0}, {1, 255}}));
+        return rc::gen::container<std::vector<Bytes>>(
+            rc::gen::oneOf(photographed, smooth, drawn, rc::gen::just(Bytes(4 * width, 9))));
+    });
+}
+
+RC_GTEST_PROP(RowPredictor, ChoosesAndSubtractsAsInPlainWords, ()) {
+    const auto rows = *anyRows();
+    RC_PRE(!rows.empty());
+    const auto result = predicted(rows);
+    Bytes above(rows.front().size());
+    for (std::size_t row = 0; row < rows.size(); ++row) {
+        const int filter = filterOf(rows[row], above);
+        Bytes expected = differences(rows[row], above, filter);
+        expected.insert(expected.begin(), static_cast<std::uint8_t>(filter));
+        RC_ASSERT(result[row] == expected);
+        above = rows[row];
     }
 }
 

@@ -1,5 +1,6 @@
 #include "PrintPrep/raster/RunLength.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -91,6 +92,52 @@ RC_GTEST_PROP(RunLength, CanAlwaysBeUndone,
     for (const auto& [byte, count] : runs)
         text.append(1U + count % 9U * (count % 5U == 0 ? 40U : 1U), static_cast<char>(byte % 4));
     RC_ASSERT(decoded(encodedText(text)) == text);
+}
+
+/// Runs of three or more repeated and all else copied, in plain words.
+std::string plainlyEncoded(const std::string& text) {
+    std::string result;
+    std::string copied;
+    const auto copy = [&] {
+        for (std::size_t i = 0; i < copied.size(); i += 128)
+            result += static_cast<char>(std::min<std::size_t>(copied.size() - i, 128) - 1) +
+                      copied.substr(i, 128);
+        copied.clear();
+    };
+    for (std::size_t i = 0; i < text.size();) {
+        const std::size_t end = std::min(text.find_first_not_of(text[i], i), text.size());
+        if (end - i < 3) {
+            copied += text[i++];
+            continue;
+        }
+        copy();
+        for (; i < end; i += std::min<std::size_t>(end - i, 128)) {
+            const std::size_t count = std::min<std::size_t>(end - i, 128);
+            result += static_cast<char>(count == 1 ? 0 : 257 - count);
+            result += text[i];
+        }
+    }
+    copy();
+    return result + endOfData;
+}
+
+RC_GTEST_PROP(RunLength, RepeatsAllRunsOfThreeAndCopiesTheRest, ()) {
+    // Pixels of black alone, blank ones and others, as a text has them, from any byte on.
+    std::string text(*rc::gen::inRange<std::size_t>(0, 4), 'x');
+    for (const auto kind : *rc::gen::container<std::vector<int>>(rc::gen::inRange(0, 12)))
+        text += kind < 4    ? std::string(3, '\0') + static_cast<char>(kind)
+                : kind < 9  ? static_cast<char>(kind % 3) + std::string(3, '\0')
+                : kind < 11 ? std::string(4 * static_cast<std::size_t>(kind), '\0')
+                            : std::string("\1\1\0\1", 4);
+    RC_ASSERT(encodedText(text) == plainlyEncoded(text));
+}
+
+TEST(RunLength, GivesNoPixelsOfBlackBeyondItsLimit) {
+    std::string text;
+    for (char black = 1; black <= 10; ++black)
+        text += black + std::string(3, '\0');
+    EXPECT_EQ(encodedText(text, 40).size(), 41U);
+    EXPECT_EQ(encodedText(text, 39), "too long");
 }
 
 } // namespace
