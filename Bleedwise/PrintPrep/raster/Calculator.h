@@ -1,11 +1,13 @@
 #pragma once
 
+#include "PrintPrep/raster/CalculatorCode.h"
+#include "PrintPrep/raster/CalculatorTree.h"
+
 #include <cstddef>
-#include <cstdint>
 #include <optional>
 #include <span>
 #include <string_view>
-#include <vector>
+#include <utility>
 
 namespace Bleedwise {
 
@@ -13,33 +15,28 @@ namespace Bleedwise {
 /// each pixel of a page. Any thread.
 class Calculator {
 public:
-    /// Nothing when `code`, with its outer braces, is none, or nests too deeply.
-    static std::optional<Calculator> of(std::string_view code);
+    /// For so many inputs and outputs. Nothing when `code`, with its outer braces, is none, or
+    /// nests too deeply.
+    static std::optional<Calculator> of(std::string_view code, std::size_t inputs,
+                                        std::size_t outputs);
 
-    /// Puts the topmost results into `output`, as they are, without the function's range. False
-    /// when the function fails, by a missing or unfit operand or a number beyond its type; `output`
-    /// then holds anything. It has no loops, so it always ends.
-    bool evaluate(std::span<const double> input, std::span<double> output) const;
+    /// Points that may be evaluated together, which takes far less time.
+    static constexpr std::size_t mostPoints = CalculatorTree::mostPoints;
+    /// A number of each point.
+    using Row = CalculatorTree::Row;
+    using Points = CalculatorTree::Points;
+
+    /// Puts the topmost results for the first `count` points into the rows of `output`, as they
+    /// are, without the function's range. Returns the points where the function fails, by a missing
+    /// or unfit operand or a number beyond its type; their output may be anything. It has no loops,
+    /// so it always ends.
+    Points evaluate(std::size_t count, std::span<const Row> input, std::span<Row> output) const;
 
 private:
-    enum class Operator : std::uint8_t;
-    enum class Kind : std::uint8_t { boolean, integer, real };
-    /// Integers are exact as doubles.
-    struct Value {
-        double number;
-        Kind kind;
-    };
-    struct Instruction {
-        Operator operation;
-        Value value = {0, Kind::real};
-        std::size_t target = 0; // of a jump
-    };
-    class Compiler;
-    class Stack;
+    explicit Calculator(CalculatorCode code) : code_(std::move(code)) {}
 
-    Calculator() = default;
-
-    std::vector<Instruction> instructions_;
+    CalculatorCode code_;
+    std::optional<CalculatorTree> tree_; // the same, faster
 };
 
 } // namespace Bleedwise

@@ -1,5 +1,6 @@
 #include "PrintPrep/raster/Calculator.h"
 
+#include <limits>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -14,10 +15,16 @@ using Numbers = std::vector<double>;
 
 /// Nothing when the function fails, or is none.
 std::optional<Numbers> results(const std::string& code, const Numbers& input, std::size_t count) {
-    const auto calculator = Calculator::of(code);
-    Numbers output(count);
-    if (!calculator || !calculator->evaluate(input, output))
+    const auto calculator = Calculator::of(code, input.size(), count);
+    std::vector<Calculator::Row> inputRows(input.size());
+    for (std::size_t i = 0; i < input.size(); ++i)
+        inputRows[i][0] = input[i];
+    std::vector<Calculator::Row> outputRows(count);
+    if (!calculator || calculator->evaluate(1, inputRows, outputRows).any())
         return std::nullopt;
+    Numbers output;
+    for (const Calculator::Row& row : outputRows)
+        output.push_back(row[0]);
     return output;
 }
 
@@ -95,10 +102,34 @@ TEST(Calculator, GivesTheTopmostNumbers) {
     EXPECT_EQ(results("{1 2 3}", {}, 2), (Numbers{2, 3}));
 }
 
+TEST(Calculator, MovesOperandsByItsInput) {
+    EXPECT_EQ(results("{cvi index}", {7, 8, 1}, 1), (Numbers{7}));
+    EXPECT_EQ(results("{cvi index}", {7, 8, 2}, 1), std::nullopt);
+}
+
+TEST(Calculator, BearsInputThatIsNoNumber) {
+    const double none = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_EQ(results("{pop}", {3, none}, 1), (Numbers{3}));
+    EXPECT_EQ(results("{add}", {3, none}, 1), std::nullopt);
+}
+
+TEST(Calculator, TellsThePointsWhereItFailsFromOthers) {
+    for (const char* const code : {"{1 exch div}", "{dup cvi 0 mul index 1 exch div}"}) {
+        const auto calculator = Calculator::of(code, 1, 1);
+        ASSERT_TRUE(calculator);
+        const std::vector<Calculator::Row> input = {{2, 0, 4, 0, 8}};
+        std::vector<Calculator::Row> output(1);
+        EXPECT_EQ(calculator->evaluate(5, input, output), Calculator::Points(0b01010)) << code;
+        EXPECT_EQ(output[0][0], 0.5) << code;
+        EXPECT_EQ(output[0][2], 0.25) << code;
+        EXPECT_EQ(output[0][4], 0.125) << code;
+    }
+}
+
 class NoCalculator : public testing::TestWithParam<const char*> {};
 
 TEST_P(NoCalculator, IsMadeOfThis) {
-    EXPECT_FALSE(Calculator::of(GetParam()));
+    EXPECT_FALSE(Calculator::of(GetParam(), 0, 1));
 }
 
 INSTANTIATE_TEST_SUITE_P(, NoCalculator,
@@ -110,13 +141,13 @@ TEST(Calculator, DoesNotNestWithoutEnd) {
     std::string code = "{";
     for (int depth = 0; depth < 100'000; ++depth)
         code += "true {";
-    EXPECT_FALSE(Calculator::of(code));
+    EXPECT_FALSE(Calculator::of(code, 0, 1));
 }
 
 class CalculatorFailure : public testing::TestWithParam<const char*> {};
 
 TEST_P(CalculatorFailure, IsNoticed) {
-    ASSERT_TRUE(Calculator::of(GetParam()));
+    ASSERT_TRUE(Calculator::of(GetParam(), 0, 1));
     EXPECT_FALSE(results(GetParam(), {}, 1));
 }
 

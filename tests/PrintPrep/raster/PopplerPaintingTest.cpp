@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <initializer_list>
 #include <ostream>
 #include <string>
@@ -80,6 +81,59 @@ TEST(FunctionShading, IsSeparatedPixelByPixel) {
     const CMYKImage image = render(pdf.bytes());
     expectNear(at(image, 50, 50), sRGB(0.505, 0.495, 0.25), 3);
     expectNear(at(image, 10, 90), sRGB(0.105, 0.095, 0.25), 5);
+}
+
+/// A page filled, where a clip lets it, with a function of the place: from left to right, and from
+/// bottom to top, from 0 to 1.
+CMYKImage shadedByFunction(const std::string& clip, const std::string& code,
+                           const std::string& entries = {}) {
+    TestPDF pdf;
+    const std::string function =
+        pdf.stream("/FunctionType 4 /Domain [0 1 0 1] /Range [0 1 0 1 0 1 0 1]", code);
+    pdf.page({clip + " W n /Shade sh",
+              "/Shading << /Shade << /ShadingType 1 /ColorSpace /DeviceCMYK /Matrix "
+              "[24 0 0 24 0 0] /Function " +
+                  function + ' ' + entries + " >> >>"});
+    return render(pdf.bytes());
+}
+
+TEST(FunctionShading, IsItsFunctionInEachPixel) {
+    // Some strips, so that pixels are left out on the way.
+    const CMYKImage image = shadedByFunction("0 0 7.2 24 re 12 0 1.44 24 re 16.8 0 4.8 24 re",
+                                             "{ 2 copy 1 exch sub gt { 1 } { 0.5 } ifelse 0 }");
+    const auto isNear = [](int x, int edge) { return std::abs(x - edge) <= 1; };
+    for (const int y : {0, 17, 18, 50, 99}) {
+        for (int x = 0; x < 100; ++x) {
+            const bool isPainted = x < 30 || (x >= 50 && x < 56) || (x >= 70 && x < 90);
+            if (isNear(x, 30) || isNear(x, 50) || isNear(x, 56) || isNear(x, 70) || isNear(x, 90) ||
+                isNear(x, y))
+                continue; // smoothed, or where it leaps
+            const Inks inks = {{x * 255 / 100, (100 - y) * 255 / 100, x > y ? 255 : 128, 0}};
+            expectNear(at(image, x, y), isPainted ? inks : noInk, 3);
+        }
+    }
+}
+
+TEST(FunctionShading, EndsWithItsDomain) {
+    const CMYKImage image =
+        shadedByFunction("0 0 24 24 re", "{ pop pop 1 0 0 0 }", "/Domain [0.1 0.4 0 1]");
+    const Inks cyan = {{255, 0, 0, 0}};
+    for (const int x : {8, 42, 99})
+        EXPECT_EQ(at(image, x, 50), noInk) << x;
+    for (const int x : {12, 25, 38})
+        EXPECT_EQ(at(image, x, 50), cyan) << x;
+}
+
+TEST(FunctionShading, IsPaintedWhereItsFunctionFails) {
+    const CMYKImage image = shadedByFunction(
+        "0 0 24 24 re", "{ pop 0.5 gt { 1 0 0 0 } { 1 0 div pop 0 1 0 0 } ifelse }");
+    EXPECT_EQ(at(image, 75, 50), (Inks{{255, 0, 0, 0}}));
+    EXPECT_EQ(at(image, 25, 50), (Inks{{0, 255, 0, 0}}));
+}
+
+TEST(FunctionShading, BeginsWithTheFirstPixel) {
+    const CMYKImage image = shadedByFunction("-1 -1 26 26 re", "{ pop pop 1 0 0 0 }");
+    EXPECT_EQ(at(image, 0, 0), (Inks{{255, 0, 0, 0}}));
 }
 
 TEST(AxialShading, IsSeparatedPixelByPixel) {

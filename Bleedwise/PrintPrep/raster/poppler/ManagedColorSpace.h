@@ -86,16 +86,17 @@ enum class Effort {
 class RememberedColors {
 public:
     void convert(const ColorConverter& converter, const double* source, std::uint16_t* numbers) {
+        const auto channels = static_cast<std::size_t>(converter.sourceChannels());
         std::uint64_t key = 1; // no entry has the key 0
-        std::array<double, 4> rounded{};
-        for (std::size_t i = 0; i < static_cast<std::size_t>(converter.sourceChannels()); ++i) {
-            const double level = std::floor(std::clamp(source[i], 0.0, 1.0) * levels + 0.5);
-            key = key << 10U | static_cast<std::uint64_t>(level);
-            rounded[i] = level / levels;
-        }
+        for (std::size_t i = 0; i < channels; ++i)
+            key =
+                key << 10U | static_cast<unsigned>(std::clamp(source[i], 0.0, 1.0) * levels + 0.5);
         constexpr std::uint64_t spread = 0x9e3779b97f4a7c15; // 2^64 / golden ratio
         Entry& entry = entries_[key * spread >> (64 - indexBits)];
         if (entry.key != key) {
+            std::array<double, 4> rounded{};
+            for (std::size_t i = 0; i < channels; ++i)
+                rounded[i] = static_cast<double>(key >> (10 * (channels - 1 - i)) & 1023U) / levels;
             converter.convert(rounded.data(), entry.numbers.data());
             entry.key = key;
         }

@@ -12,6 +12,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -281,7 +282,10 @@ inline void colorBytes(GfxShading& shading, const GfxColor& color, SplashColorMo
         bytes[i] = static_cast<unsigned char>((numbers[i] + 128) / 257);
 }
 
-/// A function of a place by PostScript code. Poppler takes three times as long for each pixel.
+/// A number of each point in one channel.
+using ChannelRow = std::array<GfxColorComp, Calculator::mostPoints>;
+
+/// A function of a place by PostScript code, which Poppler interprets anew for each pixel.
 class CalculatedFunction {
 public:
     /// Nothing for other functions.
@@ -291,7 +295,9 @@ public:
             function.getOutputSize() > gfxColorMaxComps)
             return std::nullopt;
         const auto& code = static_cast<const PostScriptFunction&>(function);
-        auto calculator = Calculator::of(code.getCodeString()->toStr());
+        auto calculator = Calculator::of(code.getCodeString()->toStr(),
+                                         static_cast<std::size_t>(function.getInputSize()),
+                                         static_cast<std::size_t>(function.getOutputSize()));
         if (!calculator)
             return std::nullopt;
         return CalculatedFunction(function, std::move(*calculator));
@@ -299,15 +305,25 @@ public:
 
     std::size_t outputs() const { return ranges_.size(); }
 
-    bool evaluate(double x, double y, GfxColorComp* channels) const {
-        const std::array<double, 2> input = {std::clamp(x, left_, right_),
-                                             std::clamp(y, bottom_, top_)};
-        std::array<double, gfxColorMaxComps> numbers;
-        if (!calculator_.evaluate(input, std::span(numbers).first(ranges_.size())))
-            return false;
-        for (std::size_t i = 0; i < ranges_.size(); ++i)
-            channels[i] = dblToCol(std::clamp(numbers[i], ranges_[i].first, ranges_[i].second));
-        return true;
+    /// From the first `count` places to as many numbers in each of the function's channels. Returns
+    /// where it fails.
+    Calculator::Points evaluate(std::size_t count, const std::array<Calculator::Row, 2>& places,
+                                ChannelRow* channels) const {
+        std::array<Calculator::Row, 2> input;
+        for (std::size_t i = 0; i < count; ++i) {
+            input[0][i] = std::clamp(places[0][i], left_, right_);
+            input[1][i] = std::clamp(places[1][i], bottom_, top_);
+        }
+        std::array<Calculator::Row, gfxColorMaxComps> numbers;
+        const auto failed =
+            calculator_.evaluate(count, input, std::span(numbers).first(ranges_.size()));
+        for (std::size_t channel = 0; channel < ranges_.size(); ++channel) {
+            const auto [low, high] = ranges_[channel];
+            for (std::size_t i = 0; i < count; ++i)
+                channels[channel][i] =
+                    failed[i] ? 0 : dblToCol(std::clamp(numbers[channel][i], low, high));
+        }
+        return failed;
     }
 
 private:
@@ -350,13 +366,12 @@ public:
     }
 
     bool getColor(int x, int y, SplashColorPtr color) override {
-        const auto [domainX, domainY] = place(x, y);
-        if (!isPainted(domainX, domainY))
+        if (y != row_ || x < first_ || x >= first_ + static_cast<int>(count_))
+            calculate(x, y);
+        const auto point = static_cast<std::size_t>(x - first_);
+        if (!isPainted_[point])
             return false;
-        GfxColor exact{};
-        if (!calculate(domainX, domainY, exact))
-            shading_.getColor(domainX, domainY, &exact);
-        colorBytes(shading_, exact, mode_, color);
+        std::copy_n(colors_[point].data(), pixelBytes(mode_), color);
         return true;
     }
 
@@ -376,14 +391,54 @@ private:
         return x >= left_ && x <= right_ && y >= bottom_ && y <= top_;
     }
 
-    bool calculate(double x, double y, GfxColor& color) const {
-        GfxColorComp* channel = color.c;
+    /// The pixels from this one on: more and more as long as they are asked for one after the
+    /// other.
+    void calculate(int x, int y) {
+        constexpr std::size_t fewest = 8;
+        const bool goesOn = y == row_ && x == first_ + static_cast<int>(count_);
+        count_ = functions_.empty() ? 1
+                 : goesOn           ? std::clamp(2 * count_, fewest, Calculator::mostPoints)
+                                    : fewest;
+        row_ = y;
+        first_ = x;
+        isPainted_.reset();
+
+        std::array<Calculator::Row, 2> places;
+        for (std::size_t i = 0; i < count_; ++i) {
+            std::tie(places[0][i], places[1][i]) = place(x + static_cast<int>(i), y);
+            isPainted_[i] = isPainted(places[0][i], places[1][i]);
+        }
+        if (isPainted_.any())
+            calculateColors(places);
+    }
+
+    void calculateColors(const std::array<Calculator::Row, 2>& places) {
+        std::array<ChannelRow, gfxColorMaxComps> channels;
+        Calculator::Points failed;
+        std::size_t channel = 0;
         for (const CalculatedFunction& function : functions_) {
-            if (!function.evaluate(x, y, channel))
-                return false;
+            failed |= function.evaluate(count_, places, &channels[channel]);
             channel += function.outputs();
         }
-        return !functions_.empty();
+        GfxColor exact{};
+        std::array<std::uint8_t, 4> bytes{};
+        bool hasBytes = false;
+        for (std::size_t i = 0; i < count_; ++i) {
+            if (!isPainted_[i])
+                continue;
+            if (functions_.empty() || failed[i]) {
+                shading_.getColor(places[0][i], places[1][i], &exact);
+                hasBytes = false;
+            }
+            for (std::size_t j = 0; j < channel && !failed[i]; ++j) {
+                hasBytes = hasBytes && exact.c[j] == channels[j][i];
+                exact.c[j] = channels[j][i];
+            }
+            if (!hasBytes)
+                colorBytes(shading_, exact, mode_, bytes.data());
+            hasBytes = true; // neighbours are often of one colour
+            colors_[i] = bytes;
+        }
     }
 
     GfxFunctionShading& shading_;
@@ -395,6 +450,13 @@ private:
     double bottom_ = 0;
     double right_ = 0;
     double top_ = 0;
+
+    // Pixels that are known, from `first_` on.
+    int row_ = 0;
+    int first_ = 0;
+    std::size_t count_ = 0;
+    Calculator::Points isPainted_;
+    std::array<std::array<std::uint8_t, 4>, Calculator::mostPoints> colors_{};
 };
 
 /// A shading along one parameter whose colours are kept at equal steps, so that a pixel costs
