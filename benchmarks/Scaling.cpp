@@ -34,7 +34,10 @@ struct Times {
 Times draw(PopplerRenderer::Document& document, const OutputProfile& profile,
            const PrintSettings& settings, std::int64_t partCount) {
     const PixelSize size = PageGeometry::pixelSize(settings);
-    std::vector<std::uint8_t> rows(static_cast<std::size_t>(4 * size.width * size.height));
+    constexpr std::int64_t beside = PopplerRenderer::rowsBeside;
+    std::vector<std::uint8_t> memory(
+        static_cast<std::size_t>(4 * size.width * (size.height + 2 * beside)));
+    std::uint8_t* rows = memory.data() + 4 * size.width * beside;
     PageDivision division;
     Times times;
     for (int page = 1; page <= document.pageCount(); ++page) {
@@ -47,7 +50,7 @@ Times draw(PopplerRenderer::Document& document, const OutputProfile& profile,
             const RenderRequest request = {page, size, PageGeometry::place(*mediaBox, settings),
                                            bounds[part], bounds[part + 1] - bounds[part]};
             const std::clock_t start = std::clock();
-            document.draw(request, profile, {rows.data()},
+            document.draw(request, profile, {rows, true},
                           PopplerRenderer::Document::Indivisible::drawWhole);
             parts.push_back({bounds[part], bounds[part + 1],
                              PageDivision::Seconds(static_cast<double>(std::clock() - start) /
