@@ -61,10 +61,12 @@ inline double calculated(CalculatorOperator operation, double a, double b) {
         return a >= b ? 1 : 0;
     case gt:
         return a > b ? 1 : 0;
-    case idiv:
-        return b == 0 ? none
-                      : static_cast<double>(static_cast<std::int64_t>(a) /
-                                            static_cast<std::int64_t>(b));
+    case idiv: {
+        if (b == 0)
+            return none;
+        const std::int64_t quotient = static_cast<std::int64_t>(a) / static_cast<std::int64_t>(b);
+        return static_cast<double>(quotient);
+    }
     case le:
         return a <= b ? 1 : 0;
     case ln:

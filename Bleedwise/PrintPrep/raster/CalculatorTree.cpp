@@ -518,9 +518,9 @@ private:
     Outcome derive(Way& way, Operator operation, std::size_t operands, Kind kind) {
         const bool hasBits = operation == Operator::andBits || operation == Operator::orBits ||
                              operation == Operator::xorBits || operation == Operator::notBits;
-        const double limit = kind == Kind::boolean || hasBits ? infinite
-                             : kind == Kind::integer          ? CalculatorCode::largestInteger
-                                                              : largestReal;
+        double limit = kind == Kind::integer ? CalculatorCode::largestInteger : largestReal;
+        if (kind == Kind::boolean || hasBits)
+            limit = infinite;
         Number result;
         result.operation = operation;
         result.b = way.take();

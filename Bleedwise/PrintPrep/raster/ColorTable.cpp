@@ -169,11 +169,10 @@ bool isNear(std::uint16_t interpolated, std::uint16_t exact) {
     return std::abs(exact * 256 - interpolated * 257) <= 128 * 257;
 }
 
-/// A channel of a node from 65535ths, rounded. None lies half-way between whole numbers: the
-/// denominator, 1285, is odd.
+/// A channel of a node from 65535ths, rounded: none lies half-way between whole numbers.
 std::uint16_t nodeChannel(std::uint16_t exact) {
-    constexpr double scale = 256.0 / stepBytes / 257;
-    return static_cast<std::uint16_t>(exact * scale + 0.5);
+    constexpr std::uint32_t steps = stepBytes * 257;
+    return static_cast<std::uint16_t>((exact * 2U * 256 + steps) / (2 * steps));
 }
 
 } // namespace
@@ -237,7 +236,7 @@ void ColorTable::convertOthers(const std::uint8_t* source, std::uint8_t* destina
     exploreAround(source, pixels);
     std::array<std::uint16_t, pixelsAtOnce> unknown;
     std::size_t unknownCount = 0;
-    for (const std::uint16_t pixel : pixels) {
+    for (const std::size_t pixel : pixels) {
         const std::uint8_t* color = source + 3 * pixel;
         const Position position = positionOf(color);
         const Interpolation here = {&nodes_[position.cell], &tetrahedra[position.tetrahedron]};
@@ -247,7 +246,7 @@ void ColorTable::convertOthers(const std::uint8_t* source, std::uint8_t* destina
         else if (const Known& known = knownAt(color); known.source == numberOf(color))
             std::memcpy(destination + channels * pixel, known.result.data(), channels);
         else
-            unknown[unknownCount++] = pixel;
+            unknown[unknownCount++] = static_cast<std::uint16_t>(pixel);
     }
     convertExactly<channels>(source, destination, {unknown.data(), unknownCount});
 }
@@ -261,12 +260,13 @@ void ColorTable::convertExactly(const std::uint8_t* source, std::uint8_t* destin
     std::array<std::uint16_t, pixelsAtOnce * 3> colors;
     std::array<std::uint16_t, pixelsAtOnce * channels> results;
     for (std::size_t i = 0; i < pixels.size(); ++i) {
+        const std::uint8_t* color = source + std::size_t{3} * pixels[i];
         for (std::size_t axis = 0; axis < 3; ++axis)
-            colors[3 * i + axis] = wide(source[3 * pixels[i] + axis]);
+            colors[3 * i + axis] = wide(color[axis]);
     }
     convert_(colors.data(), results.data(), pixels.size());
     for (std::size_t i = 0; i < pixels.size(); ++i) {
-        const std::uint8_t* color = source + 3 * pixels[i];
+        const std::uint8_t* color = source + std::size_t{3} * pixels[i];
         Known& known = knownAt(color);
         known.source = numberOf(color);
         for (std::size_t channel = 0; channel < channels; ++channel)
@@ -280,7 +280,7 @@ void ColorTable::convertExactly(const std::uint8_t* source, std::uint8_t* destin
 void ColorTable::exploreAround(const std::uint8_t* source, std::span<const std::uint16_t> pixels) {
     std::array<Origin, cellsAtOnce> origins;
     std::size_t count = 0;
-    for (const std::uint16_t pixel : pixels) {
+    for (const std::size_t pixel : pixels) {
         const std::uint8_t* color = source + 3 * pixel;
         Cell& cell = cells_[positionOf(color).cell];
         if (cell != Cell::unknown)

@@ -138,7 +138,7 @@ TEST(ColorTable, AsksForNoColourOfItsGridTwice) {
                          conversion(4, straight)(colors, results, count);
                      });
     const Bytes source = randomColors(3'000);
-    Bytes result(4 * 3'000);
+    Bytes result(12'000);
     table.convert(source.data(), result.data(), 3'000);
     EXPECT_TRUE(std::adjacent_find(asked.begin(), asked.end()) == asked.end());
 }

@@ -55,8 +55,10 @@ public:
     void takeMemoryBack() { memory_.takeBack(*this); }
 
     void startPage(int number, GfxState* state, XRef* table) override {
-        // As Poppler has it.
-        const auto pixels = [](double size) { return std::max(1, static_cast<int>(size + 0.5)); };
+        const auto pixels = [](double size) {
+            // NOLINTNEXTLINE(bugprone-incorrect-roundings): as Poppler has it
+            return std::max(1, static_cast<int>(size + 0.5));
+        };
         const auto previous =
             memory_.handOver(*this, pixels(state->getPageWidth()), pixels(state->getPageHeight()),
                              colors_.target().isRGB ? splashModeRGB8 : splashModeCMYK8);

@@ -88,9 +88,11 @@ public:
     void convert(const ColorConverter& converter, const double* source, std::uint16_t* numbers) {
         const auto channels = static_cast<std::size_t>(converter.sourceChannels());
         std::uint64_t key = 1; // no entry has the key 0
-        for (std::size_t i = 0; i < channels; ++i)
-            key =
-                key << 10U | static_cast<unsigned>(std::clamp(source[i], 0.0, 1.0) * levels + 0.5);
+        for (std::size_t i = 0; i < channels; ++i) {
+            const double level = std::clamp(source[i], 0.0, 1.0) * levels;
+            // NOLINTNEXTLINE(bugprone-incorrect-roundings): right from 0 to 1023, and quicker
+            key = key << 10U | static_cast<unsigned>(level + 0.5);
+        }
         constexpr std::uint64_t spread = 0x9e3779b97f4a7c15; // 2^64 / golden ratio
         Entry& entry = entries_[key * spread >> (64 - indexBits)];
         if (entry.key != key) {
