@@ -44,8 +44,8 @@ enum class Writing {
     /// `.bleedwise-UUID.part` beside it.
     aside,
     /// Behind the bytes that are there, which saves copying them: for a work file, which is
-    /// worthless after a failure. When the disk is full it is the old one; a killed process may
-    /// leave it with a part of the update.
+    /// worthless after a failure. When a write fails it is the old one; a killed process, or a
+    /// failure that shows only when the file is closed, may leave it with a part of the update.
     inPlace,
 };
 

@@ -1,8 +1,7 @@
 #include "PrintPrep/platform/FramedMemory.h"
 
-#include "PrintPrep/platform/SharedMemory.h"
-
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 #include <sys/mman.h>
@@ -28,8 +27,7 @@ std::ptrdiff_t pageEnd(std::ptrdiff_t place) {
 
 std::optional<FramedMemory> FramedMemory::map(FileDescriptor memory, std::size_t size) {
     FramedMemory result(std::move(memory), size);
-    result.shared_ = SharedMemory::mapForWriting(result.memory_, size);
-    if (!result.shared_ || !result.reserve(0))
+    if (!result.reserve(0))
         return std::nullopt;
     return result;
 }
@@ -38,7 +36,7 @@ bool FramedMemory::reserve(std::size_t frame) {
     const auto margin = static_cast<std::size_t>(pageEnd(static_cast<std::ptrdiff_t>(frame)));
     const auto length = static_cast<std::size_t>(pageEnd(static_cast<std::ptrdiff_t>(size_)));
     block_.reset();
-    void* block = ::mmap(nullptr, length + 2 * margin, PROT_READ | PROT_WRITE,
+    void* block = ::mmap(nullptr, length + 2 * margin, PROT_NONE,
                          MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     if (block == MAP_FAILED)
         return false;
@@ -47,7 +45,13 @@ bool FramedMemory::reserve(std::size_t frame) {
     data_ = block_.get() + margin;
     frame_ = frame;
     privateBefore_ = privateBehind_ = {};
-    return remap({0, static_cast<std::ptrdiff_t>(length)}, false);
+    constexpr int writable = PROT_READ | PROT_WRITE;
+    const bool isMapped = ::mprotect(data_ - margin, margin, writable) == 0 &&
+                          ::mprotect(data_ + length, margin, writable) == 0 &&
+                          remap({0, static_cast<std::ptrdiff_t>(length)}, false);
+    if (!isMapped)
+        block_.reset();
+    return isMapped;
 }
 
 bool FramedMemory::remap(Range pages, bool isPrivate) {
@@ -83,11 +87,23 @@ std::uint8_t* FramedMemory::stretch(std::size_t offset, std::size_t size, std::s
     return isMapped ? data_ + begin : nullptr;
 }
 
-void FramedMemory::store() {
+bool FramedMemory::store() {
     const std::ptrdiff_t headEnd = std::min(privateBefore_.end, stretch_.end);
     const std::ptrdiff_t tailBegin = std::max(privateBehind_.begin, headEnd);
-    std::copy(data_ + stretch_.begin, data_ + headEnd, shared_.get() + stretch_.begin);
-    std::copy(data_ + tailBegin, data_ + stretch_.end, shared_.get() + tailBegin);
+    return write({stretch_.begin, headEnd}) && write({tailBegin, stretch_.end});
+}
+
+bool FramedMemory::write(Range bytes) {
+    while (bytes.begin < bytes.end) {
+        const ssize_t count =
+            ::pwrite(memory_.get(), data_ + bytes.begin,
+                     static_cast<std::size_t>(bytes.end - bytes.begin), bytes.begin);
+        if (count > 0)
+            bytes.begin += count;
+        else if (count == 0 || errno != EINTR)
+            return false;
+    }
+    return true;
 }
 
 } // namespace Bleedwise

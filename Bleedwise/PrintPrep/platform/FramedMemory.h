@@ -22,12 +22,13 @@ public:
 
     /// The `size` bytes from `offset` on, which must be within the memory. Up to `frame` bytes
     /// before and behind them may be written and hold anything afterwards; beyond, nothing may be.
-    /// A null pointer when there is no address space left.
+    /// A null pointer when there is no address space left: there is then nothing to store.
     std::uint8_t* stretch(std::size_t offset, std::size_t size, std::size_t frame);
 
     /// Shows the other processes what has been written to the last stretch: memory is shared by
-    /// whole pages, and those that reach over its ends are private until then.
-    void store();
+    /// whole pages, and those that reach over its ends are private until then. False when that
+    /// cannot be done.
+    bool store();
 
 private:
     /// From `begin` to `end`, counted in bytes from the beginning of the memory.
@@ -45,12 +46,11 @@ private:
     bool reserve(std::size_t frame);
     /// Makes whole pages private or shared again, as far as they are the memory's.
     bool remap(Range pages, bool isPrivate);
+    bool write(Range bytes);
 
     FileDescriptor memory_;
     std::size_t size_;
-    /// All of it, shared.
-    std::shared_ptr<std::uint8_t> shared_;
-    /// The same between two frames, with private pages around the stretch.
+    /// All of it between two frames, with private pages around the stretch.
     std::shared_ptr<std::uint8_t> block_;
     std::uint8_t* data_ = nullptr;
     std::size_t frame_ = 0;

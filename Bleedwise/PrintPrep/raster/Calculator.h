@@ -26,8 +26,12 @@ public:
     using Row = CalculatorTree::Row;
     using Points = CalculatorTree::Points;
 
+    /// Whether several points together do take less time: not where it has to be interpreted.
+    bool isFastForRows() const { return tree_.has_value(); }
+
     /// Puts the topmost results for the first `count` points into the rows of `output`, as they
-    /// are, without the function's range. Returns the points where the function fails, by a missing
+    /// are, without the function's range; there are as many rows as `of` was told, and at most
+    /// `mostPoints` points. Returns the points where the function fails, by a missing
     /// or unfit operand or a number beyond its type; their output may be anything. It has no loops,
     /// so it always ends.
     Points evaluate(std::size_t count, std::span<const Row> input, std::span<Row> output) const;

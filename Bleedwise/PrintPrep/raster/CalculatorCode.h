@@ -41,7 +41,7 @@ enum class CalculatorOperator : std::uint8_t {
     ne,
     neg,
     notBits,
-    notTruth, // of the one kind that `not` is told apart by
+    notTruth, // `not` of a truth value, which only trees tell from that of a number
     orBits,
     pop,
     roll,

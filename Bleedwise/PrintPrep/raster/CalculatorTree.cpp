@@ -20,6 +20,9 @@ using Kind = CalculatorCode::Kind;
 constexpr std::size_t mostInstructions = 10'000;
 constexpr std::size_t mostSteps = 10'000;
 
+/// So many numbers of a way are copied in about the time of following an instruction.
+constexpr std::size_t numbersPerInstruction = 16;
+
 /// Numbers and undecided conditions on one way.
 constexpr std::size_t mostNumbers = 1000;
 constexpr std::size_t mostForks = 64;
@@ -287,6 +290,7 @@ private:
         const std::size_t branch = tree_.steps_.size();
         tree_.steps_.push_back(step);
 
+        followed_ += way.numbers.size() / numbersPerInstruction; // copying takes its time, too
         Way other = way;
         learn(way, condition, true);
         if (!follow(std::move(way), placeIfTrue))
@@ -581,9 +585,11 @@ std::optional<CalculatorTree> CalculatorTree::of(const CalculatorCode& code, std
 /// Follows the points that take the same way, and parts them where they do not.
 class CalculatorTree::Evaluation {
 public:
-    Evaluation(const CalculatorTree& tree, std::span<const Row> input, std::span<Row> output)
+    Evaluation(const CalculatorTree& tree, std::size_t count, std::span<const Row> input,
+               std::span<Row> output)
         : tree_(tree), output_(output) {
-        std::copy(input.begin(), input.end(), places_.begin() + 1);
+        for (std::size_t i = 0; i < input.size(); ++i)
+            std::copy_n(input[i].begin(), count, places_[i + 1].begin());
     }
 
     /// The points from `first` up to `last`, from a step on.
@@ -689,7 +695,7 @@ private:
 
 CalculatorTree::Points CalculatorTree::evaluate(std::size_t count, std::span<const Row> input,
                                                 std::span<Row> output) const {
-    Evaluation evaluation(*this, input, output);
+    Evaluation evaluation(*this, count, input, output);
     if (count != 0)
         evaluation.follow(1, 0, count);
     return evaluation.failed();

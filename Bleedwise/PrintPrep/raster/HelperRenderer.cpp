@@ -183,8 +183,9 @@ public:
     Renderer(FileDescriptor document, Options options)
         : document_(std::move(document)), options_(std::move(options)) {
         addWorker();
-        addWorkers(
-            std::min<std::int64_t>(options_.processes, usefulProcesses(options_.size.bytes() / 4)));
+        const std::int64_t bytes = options_.size.bytes();
+        if (fitsMemory(static_cast<std::size_t>(bytes)))
+            addWorkers(std::min<std::int64_t>(options_.processes, usefulProcesses(bytes / 4)));
     }
 
     /// What goes wrong here goes wrong again where it is needed.
@@ -270,6 +271,7 @@ private:
             return true;
         bitmap_ = PixelBuffer();
         memory_.reset();
+        preparationFailure_.reset();
         if (fitsMemory(bytes))
             memory_ = SharedMemory::create(bytes);
         if (memory_)
@@ -303,8 +305,7 @@ private:
         throw PrintPrepError::couldNotCreateCMYKOutput();
     }
 
-    /// The first process's next reply. Throws
-    /// `RendererHelper::Failure` and `OperationStopped`.
+    /// The first process's next reply. Throws `RendererHelper::Failure` and `OperationStopped`.
     Reply receive() {
         try {
             const StopSignal stop(options_.stop);
@@ -329,6 +330,8 @@ private:
             while (static_cast<std::int64_t>(workers_.size()) < count)
                 addWorker();
         } catch (const FileSystemError&) { // fewer do as well
+        } catch (const RendererHelper::Failure&) {
+            workers_.pop_back(); // it was there, and is gone
         }
     }
 
@@ -352,10 +355,10 @@ private:
             return;
         if (!profile_ || !profile_->isCopyOf(profile)) {
             profileMemory_ = SharedMemory::copyOf(profile.bytes());
+            if (!profileMemory_)
+                throw RendererHelper::Failure();
             profile_ = profile;
         }
-        if (!profileMemory_)
-            throw RendererHelper::Failure();
         Request request;
         request.kind = Kind::setProfile;
         request.size.width = static_cast<std::int64_t>(profileMemory_->size());
@@ -401,6 +404,8 @@ private:
                                            const OutputProfile& profile, std::int64_t processes,
                                            std::int64_t parts) {
         const StopSignal stop(request.stop);
+        // Those that are not needed are not waited for, and may be gone.
+        const std::span drawing(workers_.data(), static_cast<std::size_t>(processes));
         // Where there are more parts than processes, they are there to be small.
         const PageDivision division = parts > processes ? PageDivision() : division_;
         Bands bands(request, division.bounds(request.rowCount, parts));
@@ -413,14 +418,14 @@ private:
                     handOver(worker, bands.take(), profile);
                 }
             }
-            if (std::none_of(workers_.begin(), workers_.end(),
+            if (std::none_of(drawing.begin(), drawing.end(),
                              [](const auto& worker) { return worker->helper.outstanding() > 0; })) {
                 if (parts > 1 && !failure)
                     division_.learn(bands.noted(), request.rowCount);
                 return failure;
             }
-            await(workers_, stop);
-            for (const auto& worker : workers_) {
+            await(drawing, stop);
+            for (const auto& worker : drawing) {
                 if (!worker->helper.hasReply())
                     continue;
                 const Reply reply = worker->helper.receive();
@@ -440,7 +445,7 @@ private:
     std::int64_t imagePixels_ = 0;
     /// The first one answers questions. None are left after a failure or a stop request.
     Workers workers_;
-    /// What went wrong with what the first process was given for drawing.
+    /// What went wrong with what the first process was given for drawing with this bitmap.
     std::optional<RenderFailure> preparationFailure_;
     /// What the processes get, as long as it is the same.
     std::optional<OutputProfile> profile_;

@@ -37,11 +37,13 @@ struct Options {
 /// A document that is being opened while its user does something else.
 class Opening {
 public:
-    /// Starts the first process. Throws `FileSystemError` when it cannot be started.
+    /// Starts the first process, and the others that pages of a known size will need. Throws
+    /// `FileSystemError` when the first one cannot be started.
     explicit Opening(const std::filesystem::path& url, Options options = {});
 
     /// Hands over the profile that pages will be drawn with, and memory for those of the known
-    /// size, so that drawing need not wait for it.
+    /// size, so that drawing need not wait for it. To be called before `finish()`. Throws nothing
+    /// of its own: what goes wrong shows when a page is drawn.
     void prepare(const OutputProfile& profile);
 
     /// Waits for the document, whose page count is at least 1. Nothing when it is not a regular

@@ -42,7 +42,7 @@ ImagePDFWriter::ImagePDFWriter(std::filesystem::path url, const OutputProfile& p
 }
 
 void ImagePDFWriter::addPage(const CMYKImage& image) {
-    if (pages_.empty())
+    if (compressedProfile_.valid())
         writeProfile();
     const int imageObject = file_.reserve();
     const int contents = file_.reserve();
@@ -54,7 +54,7 @@ void ImagePDFWriter::addPage(const CMYKImage& image) {
 }
 
 void ImagePDFWriter::finish() {
-    if (pages_.empty())
+    if (compressedProfile_.valid())
         writeProfile();
     file_.begin(pageTree_);
     file_.write("<< /Type /Pages /Count " + std::to_string(pages_.size()) + " /Kids [");

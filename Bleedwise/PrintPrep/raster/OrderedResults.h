@@ -33,10 +33,10 @@ public:
     void useAll(const Use& use) {
         std::vector<std::jthread> helpers;
         const Stop stop{*this}; // comes before the end of the threads
-        const std::size_t threads =
+        threads_ =
             std::min<std::size_t>(std::clamp(availableProcessors(), 1U, 32U), results_.size());
         try {
-            while (helpers.size() + 1 < threads)
+            while (helpers.size() + 1 < threads_)
                 helpers.emplace_back([this] { help(); });
         } catch (const std::system_error&) {
             // Those that there are do it all.
@@ -47,8 +47,9 @@ public:
     }
 
 private:
-    /// So many may wait to be used, which bounds the memory that they take.
-    static constexpr std::size_t mostAhead = 64;
+    /// So many may be made before the next one is used, which bounds the memory that they take.
+    std::size_t mostAhead() const { return 2 * threads_; }
+    bool mayMake() const { return next_ < results_.size() && next_ < used_ + mostAhead(); }
 
     struct Stop {
         OrderedResults& results;
@@ -68,8 +69,7 @@ private:
             Worker worker;
             std::unique_lock lock(mutex_);
             while (true) {
-                changed_.wait(
-                    lock, [this] { return next_ == results_.size() || next_ < used_ + mostAhead; });
+                changed_.wait(lock, [this] { return next_ == results_.size() || mayMake(); });
                 if (next_ == results_.size())
                     return;
                 makeNext(worker, lock);
@@ -95,7 +95,7 @@ private:
         while (!results_[number]) {
             if (failure_)
                 std::rethrow_exception(failure_);
-            if (next_ < results_.size())
+            if (mayMake()) // else it is being made
                 makeNext(worker, lock);
             else
                 changed_.wait(lock);
@@ -106,6 +106,7 @@ private:
     }
 
     Make make_;
+    std::size_t threads_ = 1;
     std::mutex mutex_; // of the following
     std::condition_variable changed_;
     std::vector<std::optional<Result>> results_; // until they are used

@@ -71,7 +71,8 @@ void PDFObjectFile::truncate(std::int64_t size) {
     flush();
     if (::ftruncate(file_.get(), size) != 0 || ::lseek(file_.get(), size, SEEK_SET) < 0)
         fail(errno);
-    size_ = size;
+    size_ = written_ = size;
+    stored_ = std::min(stored_, size);
 }
 
 void PDFObjectFile::finish(int root) {
@@ -98,10 +99,11 @@ void PDFObjectFile::flush() {
         else if (written == 0 || errno != EINTR)
             fail(written == 0 ? EIO : errno);
     }
+    written_ += static_cast<std::int64_t>(gathered_.size());
     gathered_.clear();
-    if (size_ >= stored_ + storedAtOnce) {
-        ::sync_file_range(file_.get(), stored_, size_ - stored_, SYNC_FILE_RANGE_WRITE);
-        stored_ = size_;
+    if (written_ >= stored_ + storedAtOnce) {
+        ::sync_file_range(file_.get(), stored_, written_ - stored_, SYNC_FILE_RANGE_WRITE);
+        stored_ = written_;
     }
 }
 

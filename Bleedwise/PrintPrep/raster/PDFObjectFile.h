@@ -49,6 +49,7 @@ private:
     FileDescriptor file_;
     std::string gathered_;
     std::int64_t size_ = 0;             // with what is gathered
+    std::int64_t written_ = 0;          // without it
     std::int64_t stored_ = 0;           // given to the disk
     std::vector<std::int64_t> offsets_; // of object 1 on
 };

@@ -447,7 +447,8 @@ private:
     /// Poppler gives 1 × 1 in place of what it cannot have.
     static bool isBitmapFor(const RenderRequest& request, const Target& target,
                             SplashBitmap* bitmap) {
-        return bitmap && bitmap->getDataPtr() && bitmap->getWidth() == request.size.width &&
+        return bitmap && bitmap->getDataPtr() && bitmap->getAlphaPtr() &&
+               bitmap->getWidth() == request.size.width &&
                bitmap->getHeight() == request.rowCount &&
                bitmap->getRowSize() == (target.isRGB ? 3 : 4) * request.size.width;
     }

@@ -163,8 +163,11 @@ private:
                                               request.rowCount},
                                              *profile_, {rows, true},
                                              PopplerRenderer::Document::Indivisible::refuse);
-        bitmap_->store();
-        reply.status = failure ? statusOf(*failure) : Status::done;
+        const bool isStored = bitmap_->store();
+        if (failure)
+            reply.status = statusOf(*failure);
+        else if (isStored)
+            reply.status = Status::done;
         reply.microseconds = (std::clock() - start) * (1'000'000 / CLOCKS_PER_SEC);
         return reply;
     }

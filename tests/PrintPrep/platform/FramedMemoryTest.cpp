@@ -1,10 +1,12 @@
 #include "PrintPrep/platform/FramedMemory.h"
 
 #include "PrintPrep/platform/SharedMemory.h"
+#include "support/ResourceLimit.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <fstream>
 #include <optional>
 #include <random>
 #include <string>
@@ -28,7 +30,7 @@ public:
         ASSERT_NE(bytes, nullptr);
         std::fill(bytes - frame, bytes + size + frame, static_cast<std::uint8_t>(letter));
     }
-    void store() { framed_.value().store(); }
+    void store() { EXPECT_TRUE(framed_.value().store()); }
 
 private:
     std::optional<FramedMemory> framed_;
@@ -119,12 +121,30 @@ TEST(FramedMemory, ShowsWhatTheOthersWrote) {
     auto framed =
         FramedMemory::map(FileDescriptor(::dup(memory.descriptor())), memory.size()).value();
     ASSERT_NE(framed.stretch(10'000, 100, 5000), nullptr);
-    framed.store();
+    ASSERT_TRUE(framed.store());
     ASSERT_EQ(::pwrite(memory.descriptor(), "abc", 3, 10'000), 3);
     // What was private around the stretch before is shared now.
     const std::uint8_t* bytes = framed.stretch(0, size, 0);
     EXPECT_EQ(std::string(bytes + 10'000, bytes + 10'003), "abc");
 }
+
+#ifndef __SANITIZE_ADDRESS__ // which takes all address space for itself
+std::size_t addressSpace() {
+    std::ifstream file("/proc/self/statm"); // in pages, the first number
+    std::size_t pages = 0;
+    file >> pages;
+    return pages * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+}
+
+TEST(FramedMemory, TakesItsSizeOfAddressSpaceOnce) {
+    constexpr std::size_t large = 512U << 20U;
+    const auto memory = SharedMemory::create(large).value();
+    const Testing::ResourceLimit limit(RLIMIT_AS, addressSpace() + large + large / 4);
+    Writer writer(memory);
+    writer.write(large / 2, 10'000, 1000, 'x');
+    writer.store();
+}
+#endif
 
 TEST(FramedMemory, CannotBeHadOfWhatIsNoMemory) {
     EXPECT_FALSE(FramedMemory::map(FileDescriptor(), size));

@@ -123,6 +123,16 @@ std::vector<Artwork> artworks() {
                                     "/Function << /FunctionType 2 /Domain [0 1 0 1] /N 1 /C0 [1 0 "
                                     "0] /C1 [0 0 1] >> >> >>"})});
     {
+        TestPDF pdf; // on its diagonals, between two numbers of a byte
+        const std::string function =
+            pdf.stream("/FunctionType 4 /Domain [0 1 0 1] /Range [0 1 0 1 0 1 0 1]",
+                       "{ 2 copy add 2 div 3 1 roll sub 1 add 2 div 0.5 0.5 }");
+        pdf.page({"/S sh", "/Shading << /S << /ShadingType 1 /ColorSpace /DeviceCMYK /Matrix "
+                           "[24 0 0 24 0 0] /Function " +
+                               function + " >> >>"});
+        all.push_back({"FunctionBetweenBytes", pdf.bytes()});
+    }
+    {
         TestPDF pdf;
         const std::string mask =
             pdf.stream("/Type /XObject /Subtype /Form /BBox [1 1 23 23] /Group << /S /Transparency "
@@ -426,6 +436,40 @@ TEST(HelperRenderer, FailsForABitmapThatDoesNotFitInMemoryWhenItWasExpected) {
     const auto document = opening.finish();
     const RenderResult result = document->render(requestFor(*document, huge), outputProfile());
     EXPECT_EQ(std::get<RenderFailure>(result), RenderFailure::tooLarge);
+}
+
+/// A renderer of which only one process is one.
+path lonelyRenderer(const TemporaryFolder& folder) {
+    const path url =
+        folder.file("renderer", "#!/bin/sh\n"
+                                "mkdir \"$0 was started\" 2>&- || exit 1\n"
+                                "exec '" +
+                                    RendererHelper::executableURL().native() + "' \"$@\"\n");
+    std::filesystem::permissions(url, std::filesystem::perms::owner_all);
+    return url;
+}
+
+TEST(HelperRenderer, DrawsAPageOfAnImageWhenOtherProcessesCannotBeHad) {
+    TestPDF pdf;
+    const std::string image =
+        pdf.stream("/Type /XObject /Subtype /Image /Width 1205 /Height 1795 /BitsPerComponent 1 "
+                   "/ColorSpace /DeviceGray /Filter /ASCIIHexDecode",
+                   "ff>");
+    pdf.page({"24 0 0 24 0 0 cm /I Do", "/XObject << /I " + image + " >>"});
+    const TemporaryFolder folder;
+    const path url = folder.file("a.pdf", pdf.bytes());
+    std::unique_ptr<PageRenderer> document;
+    while (!document) { // until it is the first process that can be had
+        const TemporaryFolder renderer;
+        HelperRenderer::Opening opening(url, {.executable = lonelyRenderer(renderer),
+                                              .processes = 2,
+                                              .size = PageGeometry::pixelSize(twoBands)});
+        opening.prepare(outputProfile());
+        document = opening.finish();
+    }
+    const RenderResult result = document->render(requestFor(*document, twoBands), outputProfile());
+    ASSERT_TRUE(std::holds_alternative<PixelBuffer>(result));
+    expectEqual(std::get<PixelBuffer>(result), pixelsOf(url, 1, twoBands));
 }
 
 TEST(HelperRenderer, DrawsNothingMoreAfterItsEnd) {

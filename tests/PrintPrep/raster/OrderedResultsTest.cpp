@@ -1,8 +1,10 @@
 #include "PrintPrep/raster/OrderedResults.h"
 
+#include <algorithm>
 #include <atomic>
 #include <numeric>
 #include <stdexcept>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -47,6 +49,21 @@ TEST(OrderedResults, AreMadeOnceEach) {
     });
     EXPECT_TRUE(
         std::all_of(made.begin(), made.end(), [](const auto& times) { return times == 1; }));
+}
+
+TEST(OrderedResults, AreMadeOnlySoFarAhead) {
+    const std::size_t threads = std::clamp(availableProcessors(), 1U, 32U);
+    std::atomic<std::size_t> begun = 0;
+    OrderedResults<Worker, std::size_t> results(300, [&](Worker&, std::size_t number) {
+        ++begun;
+        return number;
+    });
+    results.useAll([&](std::size_t number) {
+        const std::size_t most = std::min<std::size_t>(number + 1 + 2 * threads, 300);
+        while (threads > 1 && begun < most)
+            std::this_thread::yield();
+        EXPECT_LE(begun, most);
+    });
 }
 
 TEST(OrderedResults, EndWithWhatMakingThemThrows) {

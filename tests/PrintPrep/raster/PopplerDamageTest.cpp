@@ -273,6 +273,19 @@ TEST_F(Damage, OfAFunctionThatStitchesItselfIsBorne) {
     expectConverted(pdf.bytes());
 }
 
+TEST_F(Damage, OfAFunctionsBoundsIsBorne) {
+    for (const char* bounds :
+         {"/Domain [1 0 0 1] /Range [0 1]", "/Domain [0 1 0 1] /Range [1 0]"}) {
+        TestPDF pdf;
+        const std::string function =
+            pdf.stream("/FunctionType 4 " + std::string(bounds), "{ add 2 div }");
+        pdf.page({"24 0 0 24 0 0 cm /Shade sh", "/Shading << /Shade << /ShadingType 1 /ColorSpace "
+                                                "/DeviceGray /Function " +
+                                                    function + " >> >>"});
+        expectConverted(pdf.bytes());
+    }
+}
+
 TEST_F(Damage, OfAPageTreeThatContainsItselfIsBorne) {
     std::string pdf = TestPDF::ofPage({"1 0 0 0 k 0 0 24 24 re f"});
     pdf.replace(pdf.find("/Kids [4"), 8, "/Kids [2");

@@ -76,8 +76,9 @@ public:
 
     /// The bitmap keeps its size and has no pixels.
     void takeBack(SplashOutputDev& device) {
-        if (pixels_ && device.getBitmap()->getDataPtr() == pixels_)
-            device.getBitmap()->takeData();
+        SplashBitmap* bitmap = device.getBitmap(); // none when Poppler's memory is at an end
+        if (pixels_ && bitmap && bitmap->getDataPtr() == pixels_)
+            bitmap->takeData();
         pixels_ = nullptr;
     }
 

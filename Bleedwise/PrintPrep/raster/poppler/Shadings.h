@@ -141,7 +141,16 @@ private:
 class UserSpace {
 public:
     /// Nothing when the current transformation cannot be undone.
-    static std::optional<UserSpace> of(const GfxState& state) { return of(state.getCTM()); }
+    static std::optional<UserSpace> of(const GfxState& state) {
+        std::array<double, 6> matrix{};
+        std::copy_n(state.getCTM(), matrix.size(), matrix.begin());
+        // The origin is rounded to far less than a pixel, but more than by what parts of a page
+        // differ in it beside whole rows: differences from it are then the same in all of them.
+        constexpr double unit = 0x1p-32;
+        for (double* origin : {&matrix[4], &matrix[5]})
+            *origin = std::round(*origin / unit) * unit;
+        return of(matrix.data());
+    }
 
     static std::optional<UserSpace> of(const double* m) {
         const double determinant = m[0] * m[3] - m[1] * m[2];
@@ -152,13 +161,13 @@ public:
         space.yx_ = -m[1] / determinant;
         space.xy_ = -m[2] / determinant;
         space.yy_ = m[0] / determinant;
-        space.x0_ = (m[2] * m[5] - m[3] * m[4]) / determinant;
-        space.y0_ = (m[1] * m[4] - m[0] * m[5]) / determinant;
+        space.x0_ = m[4];
+        space.y0_ = m[5];
         return space;
     }
 
     std::pair<double, double> at(double x, double y) const {
-        return {xx_ * x + xy_ * y + x0_, yx_ * x + yy_ * y + y0_};
+        return {xx_ * (x - x0_) + xy_ * (y - y0_), yx_ * (x - x0_) + yy_ * (y - y0_)};
     }
 
 private:
@@ -292,7 +301,7 @@ public:
     static std::optional<CalculatedFunction> of(const Function& function) {
         constexpr int postScript = 4; // ISO 32000-1, table 38
         if (function.getType() != postScript || function.getInputSize() != 2 ||
-            function.getOutputSize() > gfxColorMaxComps)
+            function.getOutputSize() > gfxColorMaxComps || !areRanges(function))
             return std::nullopt;
         const auto& code = static_cast<const PostScriptFunction&>(function);
         auto calculator = Calculator::of(code.getCodeString()->toStr(),
@@ -326,7 +335,23 @@ public:
         return failed;
     }
 
+    /// Whether it is quick for several points at a time.
+    bool isFastForRows() const { return calculator_.isFastForRows(); }
+
 private:
+    /// Whether its bounds are in order.
+    static bool areRanges(const Function& function) {
+        for (int i = 0; i < function.getInputSize(); ++i) {
+            if (!(function.getDomainMin(i) <= function.getDomainMax(i)))
+                return false;
+        }
+        for (int i = 0; i < function.getOutputSize(); ++i) {
+            if (!(function.getRangeMin(i) <= function.getRangeMax(i)))
+                return false;
+        }
+        return true;
+    }
+
     CalculatedFunction(const Function& function, Calculator calculator)
         : calculator_(std::move(calculator)), left_(function.getDomainMin(0)),
           right_(function.getDomainMax(0)), bottom_(function.getDomainMin(1)),
@@ -357,6 +382,7 @@ public:
                 functions_.clear();
                 break;
             }
+            isFastForRows_ = isFastForRows_ && function->isFastForRows();
             functions_.push_back(std::move(*function));
         }
     }
@@ -396,9 +422,9 @@ private:
     void calculate(int x, int y) {
         constexpr std::size_t fewest = 8;
         const bool goesOn = y == row_ && x == first_ + static_cast<int>(count_);
-        count_ = functions_.empty() ? 1
-                 : goesOn           ? std::clamp(2 * count_, fewest, Calculator::mostPoints)
-                                    : fewest;
+        count_ = functions_.empty() || !isFastForRows_ ? 1
+                 : goesOn ? std::clamp(2 * count_, fewest, Calculator::mostPoints)
+                          : fewest;
         row_ = y;
         first_ = x;
         isPainted_.reset();
@@ -443,6 +469,7 @@ private:
 
     GfxFunctionShading& shading_;
     std::vector<CalculatedFunction> functions_; // none: they are Poppler's business
+    bool isFastForRows_ = true;
     UserSpace toUser_;
     UserSpace toDomain_;
     SplashColorMode mode_;
