@@ -36,7 +36,12 @@ public:
     /// only. A null pointer when there is no address space left.
     std::shared_ptr<std::uint8_t> map() const { return map(file_.get(), size_, PROT_READ); }
 
-    /// The same for writing, of memory that another process made and gave this one with its size.
+    /// The same of memory that another process made and gave this one with its size, which must not
+    /// be larger than it is.
+    static std::shared_ptr<const std::uint8_t> mapForReading(const FileDescriptor& memory,
+                                                             std::size_t size);
+
+    /// For writing, of memory that another process made and gave this one with its size.
     static std::shared_ptr<std::uint8_t> mapForWriting(const FileDescriptor& memory,
                                                        std::size_t size) {
         return map(memory.get(), size, PROT_READ | PROT_WRITE);

@@ -42,6 +42,18 @@ TEST(SharedMemory, ShowsAtOnceWhatAnotherProcessWrites) {
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(shown.get()), 3), "abc");
 }
 
+TEST(SharedMemory, CanBeReadWhereAnotherProcessGaveIt) {
+    const auto memory = SharedMemory::copyOf("abc").value();
+    const auto shown = SharedMemory::mapForReading(FileDescriptor(::dup(memory.descriptor())), 3);
+    ASSERT_TRUE(shown);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(shown.get()), 3), "abc");
+}
+
+TEST(SharedMemory, IsNotReadFartherThanItGoes) {
+    const auto memory = SharedMemory::copyOf("abc").value();
+    EXPECT_FALSE(SharedMemory::mapForReading(FileDescriptor(::dup(memory.descriptor())), 4));
+}
+
 TEST(SharedMemory, CannotBeHadInEmptyPieces) {
     EXPECT_FALSE(SharedMemory::create(0));
 }
