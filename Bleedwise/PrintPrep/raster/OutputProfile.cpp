@@ -34,8 +34,7 @@ std::optional<OutputProfile> OutputProfile::fromBytes(std::string bytes) {
 }
 
 bool OutputProfile::separates() const {
-    return ColorConverter::create(Profile::sRGB(), profile_, Intent::relativeColorimetric) !=
-           nullptr;
+    return ColorConverter::connects(Profile::sRGB(), profile_, Intent::relativeColorimetric);
 }
 
 std::optional<OutputProfile> OutputProfile::fromTrustedBytes(std::string bytes) {
