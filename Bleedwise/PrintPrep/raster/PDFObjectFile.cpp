@@ -99,10 +99,18 @@ void PDFObjectFile::flush() {
             fail(written == 0 ? EIO : errno);
     }
     gathered_.clear();
-    if (size_ >= stored_ + storedAtOnce) {
-        ::sync_file_range(file_.get(), stored_, size_ - stored_, SYNC_FILE_RANGE_WRITE);
-        stored_ = size_;
-    }
+    if (size_ >= stored_ + storedAtOnce)
+        beginStoring();
+}
+
+void PDFObjectFile::store() {
+    flush();
+    beginStoring();
+}
+
+void PDFObjectFile::beginStoring() {
+    ::sync_file_range(file_.get(), stored_, size_ - stored_, SYNC_FILE_RANGE_WRITE);
+    stored_ = size_;
 }
 
 void PDFObjectFile::fail(int code) const {

@@ -33,6 +33,10 @@ public:
     /// Takes back what has been written behind the first `size` bytes, within the current object.
     void truncate(std::int64_t size);
 
+    /// Begins to give what there is so far to the disk, so that less is left for the end, when the
+    /// file has to be on it.
+    void store();
+
     /// Completes the file with its table and trailer. To be called once, last. Throws
     /// `PrintPrepError::couldNotCreateOutput` when an offset needs more than the ten digits that
     /// an entry of the table has.
@@ -43,6 +47,7 @@ public:
 
 private:
     void flush();
+    void beginStoring();
     [[noreturn]] void fail(int code) const;
 
     std::filesystem::path url_;
