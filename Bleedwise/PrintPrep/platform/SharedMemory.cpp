@@ -37,6 +37,10 @@ std::optional<SharedMemory> SharedMemory::copyOf(std::string_view bytes) {
     return memory;
 }
 
+void SharedMemory::populate() const noexcept {
+    ::fallocate(file_.get(), 0, 0, static_cast<off_t>(size_));
+}
+
 bool SharedMemory::finish() {
     return ::fcntl(file_.get(), F_ADD_SEALS, F_SEAL_WRITE | F_SEAL_SEAL) == 0;
 }

@@ -15,7 +15,6 @@
 #include <optional>
 #include <utility>
 
-
 namespace Bleedwise::RendererService {
 namespace {
 
