@@ -92,8 +92,8 @@ void write(const std::filesystem::path& inputURL, const std::filesystem::path& o
             document->close();
         writer.addPage(image);
     }
-    writer.finish();
-    PDFBoxPatcher::applyPrintBoxes(outputURL, settings, true, PDFBoxPatcher::Writing::inPlace);
+    const ImagePDFWriter::Result result = writer.finish();
+    PDFBoxPatcher::appendPrintBoxes(outputURL, result.size, result.excerpt, settings, true);
 }
 
 CMYKImage renderCMYKImage(const SourcePage& page, const OutputProfile& colorSpace,

@@ -57,7 +57,7 @@ void ImagePDFWriter::addPage(const CMYKImage& image) {
     pages_.push_back(page);
 }
 
-void ImagePDFWriter::finish() {
+ImagePDFWriter::Result ImagePDFWriter::finish() {
     if (pages_.empty())
         profileWriting_.get();
     file_.begin(pageTree_);
@@ -67,7 +67,8 @@ void ImagePDFWriter::finish() {
     file_.write("] >>");
     file_.end();
     writeCatalog();
-    file_.finish(catalog_);
+    std::string excerpt = std::move(pageObjects_) + file_.finish(catalog_);
+    return {file_.size(), std::move(excerpt)};
 }
 
 void ImagePDFWriter::writeStream(int object, const StreamEntries& entries, const Produce& produce) {
@@ -138,11 +139,14 @@ void ImagePDFWriter::writeContents(int object) {
 }
 
 void ImagePDFWriter::writePage(int object, int contents, int image) {
+    const std::string body = "<< /Type /Page /Parent " + reference(pageTree_) + " " +
+                             PDFBoxPatcher::boxString(settings_, true) +
+                             "/Resources << /XObject << /Sheet " + reference(image) +
+                             " >> >> /Contents " + reference(contents) + " >>";
     file_.begin(object);
-    file_.write("<< /Type /Page /Parent " + reference(pageTree_) + " " +
-                PDFBoxPatcher::boxString(settings_, true) + "/Resources << /XObject << /Sheet " +
-                reference(image) + " >> >> /Contents " + reference(contents) + " >>");
+    file_.write(body);
     file_.end();
+    pageObjects_ += PDFObjectFile::text(object, body);
 }
 
 void ImagePDFWriter::writeCatalog() {

@@ -5,6 +5,7 @@
 #include "PrintPrep/raster/OutputProfile.h"
 #include "PrintPrep/raster/PDFObjectFile.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <future>
@@ -54,9 +55,15 @@ public:
 
     void addPage(const CMYKImage& image);
 
+    /// What `PDFBoxPatcher::appendPrintBoxes` takes.
+    struct Result {
+        std::int64_t size;
+        std::string excerpt;
+    };
+
     /// Completes the file. To be called once, last. Throws `PrintPrepError::couldNotCreateOutput`
     /// when the file is larger than a classic cross-reference table can describe, 10 GB.
-    void finish();
+    Result finish();
 
 private:
     /// Gives a stream's bytes to its argument, piece by piece.
@@ -83,6 +90,7 @@ private:
     int outputProfile_;
     int colorSpace_;
     std::vector<int> pages_;
+    std::string pageObjects_; // as they are in the file
     /// Writes the profile while the first page is drawn; until its end, nothing else is written.
     std::future<void> profileWriting_;
 };

@@ -37,10 +37,13 @@ public:
     /// file has to be on it.
     void store();
 
-    /// Completes the file with its table and trailer. To be called once, last. Throws
-    /// `PrintPrepError::couldNotCreateOutput` when an offset needs more than the ten digits that
-    /// an entry of the table has.
-    void finish(int root);
+    /// Completes the file with its table and trailer, and gives what follows the table. To be
+    /// called once, last. Throws `PrintPrepError::couldNotCreateOutput` when an offset needs more
+    /// than the ten digits that an entry of the table has.
+    std::string finish(int root);
+
+    /// What `begin`, `write` and `end` make of an object.
+    static std::string text(int object, std::string_view body);
 
     /// How one object names another.
     static std::string reference(int object) { return std::to_string(object) + " 0 R"; }
