@@ -40,6 +40,11 @@ bool makesPage(const PrintSettings& settings) {
            width + 2 * bleed <= largestSize && height + 2 * bleed <= largestSize;
 }
 
+void refuseUnusable(const PrintSettings& settings, std::int64_t fileSize) {
+    if (!makesPage(settings) || fileSize > largestOffset)
+        throw PrintPrepError::couldNotPatchPDFBoxes();
+}
+
 std::string array(std::initializer_list<double> points) {
     std::string text = "[";
     for (const double number : points)
@@ -90,7 +95,9 @@ std::vector<PageObjectUpdate> collectUpdates(std::string_view text, const std::s
 
 /// The incremental update that follows `fileSize` bytes of existing file.
 std::string updateText(std::int64_t fileSize, const std::vector<PageObjectUpdate>& updates,
-                       const TrailerInfo& trailer) {
+                       const std::optional<TrailerInfo>& trailer) {
+    if (updates.empty() || !trailer)
+        throw PrintPrepError::couldNotPatchPDFBoxes();
     std::string text;
     const auto offset = [&] { return fileSize + static_cast<std::int64_t>(text.size()); };
 
@@ -106,9 +113,9 @@ std::string updateText(std::int64_t fileSize, const std::vector<PageObjectUpdate
     text += "xref\n";
     for (const auto& [object, position] : entries)
         text += std::to_string(object) + " 1\n" + tenDigits(position) + " 00000 n \n";
-    text += "trailer\n<< /Size " + std::to_string(trailer.size) + " /Root " +
-            std::to_string(trailer.rootObject) + " " + std::to_string(trailer.rootGeneration) +
-            " R /Prev " + std::to_string(trailer.previousStartXref) + " >>\n";
+    text += "trailer\n<< /Size " + std::to_string(trailer->size) + " /Root " +
+            std::to_string(trailer->rootObject) + " " + std::to_string(trailer->rootGeneration) +
+            " R /Prev " + std::to_string(trailer->previousStartXref) + " >>\n";
     return text + "startxref\n" + std::to_string(crossReference) + "\n%%EOF\n";
 }
 
@@ -146,8 +153,8 @@ void applyPrintBoxes(const std::filesystem::path& url, const PrintSettings& sett
                      bool positiveMediaBoxes, Writing writing) {
     const std::filesystem::path target = linkTarget(url);
     const MappedFile file(target);
-    if (!makesPage(settings) || std::cmp_greater(file.bytes().size(), largestOffset))
-        throw PrintPrepError::couldNotPatchPDFBoxes();
+    const auto size = static_cast<std::int64_t>(file.bytes().size());
+    refuseUnusable(settings, size);
     std::size_t released = 0;
     const auto releaseBehind = [&](const char* end) {
         const auto read = static_cast<std::size_t>(end - file.bytes().data());
@@ -156,18 +163,21 @@ void applyPrintBoxes(const std::filesystem::path& url, const PrintSettings& sett
     };
     const auto updates =
         collectUpdates(file.bytes(), boxString(settings, positiveMediaBoxes), releaseBehind);
-    const auto trailer = trailerInfo(file.bytes());
-    if (updates.empty() || !trailer)
-        throw PrintPrepError::couldNotPatchPDFBoxes();
-
-    const auto size = static_cast<std::int64_t>(file.bytes().size());
-    const std::string update = updateText(size, updates, *trailer);
+    const std::string update = updateText(size, updates, trailerInfo(file.bytes()));
     if (writing == Writing::inPlace)
         return extend(target, size, update);
     StagedFile patched(target, file.permissions());
     patched.append(file);
     patched.append(update);
     patched.commit(Durability::processFailure);
+}
+
+void appendPrintBoxes(const std::filesystem::path& url, std::int64_t size, std::string_view excerpt,
+                      const PrintSettings& settings, bool positiveMediaBoxes) {
+    const std::filesystem::path target = linkTarget(url);
+    refuseUnusable(settings, size);
+    const auto updates = pageObjectUpdates(excerpt, settings, positiveMediaBoxes);
+    extend(target, size, updateText(size, updates, trailerInfo(excerpt)));
 }
 
 std::vector<PageObjectUpdate>

@@ -62,6 +62,11 @@ enum class Writing {
 void applyPrintBoxes(const std::filesystem::path& url, const PrintSettings& settings,
                      bool positiveMediaBoxes, Writing writing = Writing::aside);
 
+/// The same, `Writing::inPlace`, for a file of `size` bytes that need not be read: `excerpt` has
+/// its page objects and what follows the cross-reference table, each whole, in the file's order.
+void appendPrintBoxes(const std::filesystem::path& url, std::int64_t size, std::string_view excerpt,
+                      const PrintSettings& settings, bool positiveMediaBoxes);
+
 // The steps of `applyPrintBoxes`, which work on the file's bytes as they are.
 
 /// Rewrites every page dictionary, in file order; an object that is defined twice gives two

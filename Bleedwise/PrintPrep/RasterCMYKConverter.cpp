@@ -27,21 +27,28 @@ void removeExisting(const std::filesystem::path& url) {
         throw FileSystemError("remove", url, errno);
 }
 
-/// Gives it to the processes that are to draw before trying it.
-OutputProfile readProfile(const std::filesystem::path& url, HelperRenderer::Opening& opening) {
+struct ReadProfile {
+    OutputProfile profile;
+    CompressedProfile compressed;
+};
+
+/// Gives it to the processes that are to draw, and has it compressed, before trying it.
+ReadProfile readProfile(const std::filesystem::path& url, HelperRenderer::Opening& opening) {
     auto profile = OutputProfile::fromTrustedBytes(std::string(MappedFile(url).bytes()));
-    if (profile)
-        opening.prepare(*profile);
-    if (!profile || !profile->separates())
+    if (!profile)
         throw PrintPrepError::couldNotCreateCMYKOutput();
-    return std::move(*profile);
+    opening.prepare(*profile);
+    CompressedProfile compressed(*profile);
+    if (!profile->separates())
+        throw PrintPrepError::couldNotCreateCMYKOutput();
+    return {std::move(*profile), std::move(compressed)};
 }
 
 /// The profile, or its failure, for later: it is the document's failure that counts first.
-std::future<OutputProfile> readMeanwhile(const std::filesystem::path& url,
-                                         HelperRenderer::Opening& opening) {
-    std::packaged_task<OutputProfile()> reading([&] { return readProfile(url, opening); });
-    std::future<OutputProfile> result = reading.get_future();
+std::future<ReadProfile> readMeanwhile(const std::filesystem::path& url,
+                                       HelperRenderer::Opening& opening) {
+    std::packaged_task<ReadProfile()> reading([&] { return readProfile(url, opening); });
+    std::future<ReadProfile> result = reading.get_future();
     reading();
     return result;
 }
@@ -66,12 +73,12 @@ void write(const std::filesystem::path& inputURL, const std::filesystem::path& o
         throw PrintPrepError::couldNotOpenPDF();
     removeExisting(outputURL);
     HelperRenderer::Opening opening(inputURL, {.size = sizeOf(settings), .stop = stop});
-    std::future<OutputProfile> reading = readMeanwhile(profileURL, opening);
+    std::future<ReadProfile> reading = readMeanwhile(profileURL, opening);
     const std::unique_ptr<PageRenderer> document = opening.finish();
     if (!document)
         throw PrintPrepError::couldNotOpenPDF();
-    const OutputProfile profile = reading.get();
-    ImagePDFWriter writer(outputURL, profile, settings);
+    auto [profile, compressedProfile] = reading.get();
+    ImagePDFWriter writer(outputURL, std::move(compressedProfile), settings);
 
     for (int number = 1; number <= document->pageCount(); ++number) {
         throwIfStopped(stop);
@@ -85,8 +92,8 @@ void write(const std::filesystem::path& inputURL, const std::filesystem::path& o
             document->close();
         writer.addPage(image);
     }
-    writer.finish();
-    PDFBoxPatcher::applyPrintBoxes(outputURL, settings, true, PDFBoxPatcher::Writing::inPlace);
+    const ImagePDFWriter::Result result = writer.finish();
+    PDFBoxPatcher::appendPrintBoxes(outputURL, result.size, result.excerpt, settings, true);
 }
 
 CMYKImage renderCMYKImage(const SourcePage& page, const OutputProfile& colorSpace,

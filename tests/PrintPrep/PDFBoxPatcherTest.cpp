@@ -639,6 +639,40 @@ TEST(PDFBoxPatcher, WritesTheSameUpdateInPlace) {
     EXPECT_EQ(contents(url), patched(bytes));
 }
 
+TEST(PDFBoxPatcher, WritesTheSameUpdateForAnExcerpt) {
+    const TemporaryFolder folder;
+    const std::string others = "%PDF-1.4\n" + object(1, "<</Type/Catalog/Pages 2 0 R>>");
+    const std::string excerpt = object(12, plainPage) + object(3, plainPage) + plainTrailer;
+    const auto url = folder.file("file.pdf", others + excerpt);
+    PDFBoxPatcher::appendPrintBoxes(url, static_cast<std::int64_t>((others + excerpt).size()),
+                                    excerpt, a4, true);
+    EXPECT_EQ(contents(url), patched(others + excerpt));
+}
+
+TEST(PDFBoxPatcher, RefusesAnExcerptWithoutPages) {
+    const TemporaryFolder folder;
+    const auto url = folder.file("file.pdf", object(3, plainPage) + plainTrailer);
+    EXPECT_THROW(PDFBoxPatcher::appendPrintBoxes(url, 100, plainTrailer, a4, true), PrintPrepError);
+    EXPECT_EQ(contents(url), object(3, plainPage) + plainTrailer);
+}
+
+TEST(PDFBoxPatcher, RefusesAnExcerptWithoutATrailer) {
+    const TemporaryFolder folder;
+    const auto url = folder.file("file.pdf", object(3, plainPage) + plainTrailer);
+    EXPECT_THROW(PDFBoxPatcher::appendPrintBoxes(url, 100, object(3, plainPage), a4, true),
+                 PrintPrepError);
+    EXPECT_EQ(contents(url), object(3, plainPage) + plainTrailer);
+}
+
+TEST(PDFBoxPatcher, RefusesAFileTooLongForACrossReferenceEntryByItsSize) {
+    const TemporaryFolder folder;
+    const std::string bytes = object(3, plainPage) + plainTrailer;
+    const auto url = folder.file("file.pdf", bytes);
+    EXPECT_THROW(PDFBoxPatcher::appendPrintBoxes(url, 10'000'000'000, bytes, a4, true),
+                 PrintPrepError);
+    EXPECT_EQ(contents(url), bytes);
+}
+
 TEST(PDFBoxPatcher, KeepsTheFileItselfInPlace) {
     const TemporaryFolder folder;
     const auto url = folder.file("file.pdf", object(3, plainPage) + plainTrailer);

@@ -5,6 +5,7 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -36,8 +37,20 @@ std::optional<SharedMemory> SharedMemory::copyOf(std::string_view bytes) {
     return memory;
 }
 
+void SharedMemory::populate() const noexcept {
+    ::fallocate(file_.get(), 0, 0, static_cast<off_t>(size_));
+}
+
 bool SharedMemory::finish() {
     return ::fcntl(file_.get(), F_ADD_SEALS, F_SEAL_WRITE | F_SEAL_SEAL) == 0;
+}
+
+std::shared_ptr<const std::uint8_t> SharedMemory::mapForReading(const FileDescriptor& memory,
+                                                                std::size_t size) {
+    struct stat status = {};
+    if (::fstat(memory.get(), &status) != 0 || std::cmp_less(status.st_size, size))
+        return nullptr;
+    return map(memory.get(), size, PROT_READ);
 }
 
 std::shared_ptr<std::uint8_t> SharedMemory::map(int file, std::size_t size, int protection) {

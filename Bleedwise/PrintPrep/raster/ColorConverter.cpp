@@ -68,6 +68,14 @@ ColorConverter::create(const Profile& source, const Profile& destination, Intent
     return converter->precise_ ? converter : nullptr;
 }
 
+bool ColorConverter::connects(const Profile& source, const Profile& destination, Intent intent) {
+    if (source.channels() == 0 || destination.channels() == 0)
+        return false;
+    return Transform(cmsCreateTransform(
+               source.handle(), layout(source, 2), destination.handle(), layout(destination, 2),
+               static_cast<cmsUInt32Number>(intent), cmsFLAGS_NOOPTIMIZE)) != nullptr;
+}
+
 ColorConverter::ColorConverter(const Profile& source, const Profile& destination, Intent intent)
     : source_(source), destination_(destination), intent_(intent),
       sourceChannels_(source.channels()), destinationChannels_(destination.channels()),

@@ -30,6 +30,10 @@ public:
     static std::shared_ptr<const ColorConverter> create(const Profile& source,
                                                         const Profile& destination, Intent intent);
 
+    /// Whether `create` gives one, in a small part of its time: that goes into what black point
+    /// compensation needs, which does not decide it.
+    static bool connects(const Profile& source, const Profile& destination, Intent intent);
+
     ~ColorConverter();
 
     int sourceChannels() const noexcept { return sourceChannels_; }

@@ -43,6 +43,9 @@ constexpr std::int64_t mostImagePixels = 2;
 /// more of them.
 constexpr std::int64_t partsToTry = 2;
 
+/// A bitmap's memory of up to so many bytes is there before the first process has started.
+constexpr std::size_t soonPopulated = 16U << 20U;
+
 /// What a process holds while it draws, beside the finished rows, is bounded by this.
 constexpr std::int64_t largestBand = 128 << 20;
 
@@ -197,6 +200,8 @@ public:
                 if (isSizeKnown)
                     giveBitmap(*worker);
             }
+            if (isSizeKnown && memory_->size() <= soonPopulated)
+                memory_->populate();
         } catch (const RendererHelper::Failure&) {
         } catch (const std::system_error&) { // no descriptors left
         }

@@ -32,18 +32,22 @@ std::string filterEntries(bool isHexadecimal, const std::string& filters,
 
 } // namespace
 
-ImagePDFWriter::ImagePDFWriter(std::filesystem::path url, const OutputProfile& profile,
+CompressedProfile::CompressedProfile(const OutputProfile& profile)
+    : bytes_(std::async(std::launch::async | std::launch::deferred,
+                        [profile] { return ImageCompression::compressBytes(profile.bytes()); })) {}
+
+ImagePDFWriter::ImagePDFWriter(std::filesystem::path url, CompressedProfile profile,
                                const PrintSettings& settings)
     : file_(std::move(url)), settings_(settings), catalog_(file_.reserve()),
       pageTree_(file_.reserve()), outputProfile_(file_.reserve()), colorSpace_(file_.reserve()) {
-    compressedProfile_ = std::async(std::launch::async | std::launch::deferred, [profile] {
-        return ImageCompression::compressBytes(profile.bytes());
-    });
+    profileWriting_ = std::async(
+        std::launch::async | std::launch::deferred,
+        [this, profile = std::move(profile)]() mutable { writeProfile(profile.take()); });
 }
 
 void ImagePDFWriter::addPage(const CMYKImage& image) {
-    if (compressedProfile_.valid())
-        writeProfile();
+    if (profileWriting_.valid())
+        profileWriting_.get();
     const int imageObject = file_.reserve();
     const int contents = file_.reserve();
     const int page = file_.reserve();
@@ -53,9 +57,9 @@ void ImagePDFWriter::addPage(const CMYKImage& image) {
     pages_.push_back(page);
 }
 
-void ImagePDFWriter::finish() {
-    if (compressedProfile_.valid())
-        writeProfile();
+ImagePDFWriter::Result ImagePDFWriter::finish() {
+    if (profileWriting_.valid())
+        profileWriting_.get();
     file_.begin(pageTree_);
     file_.write("<< /Type /Pages /Count " + std::to_string(pages_.size()) + " /Kids [");
     for (const int page : pages_)
@@ -63,7 +67,8 @@ void ImagePDFWriter::finish() {
     file_.write("] >>");
     file_.end();
     writeCatalog();
-    file_.finish(catalog_);
+    std::string excerpt = std::move(pageObjects_) + file_.finish(catalog_);
+    return {file_.size(), std::move(excerpt)};
 }
 
 void ImagePDFWriter::writeStream(int object, const StreamEntries& entries, const Produce& produce) {
@@ -98,13 +103,13 @@ void ImagePDFWriter::writeStream(int object, const StreamEntries& entries, const
     file_.end();
 }
 
-void ImagePDFWriter::writeProfile() {
-    const std::string compressed = compressedProfile_.get();
+void ImagePDFWriter::writeProfile(const std::string& compressed) {
     writeStream(outputProfile_, {"/N 4 /Alternate /DeviceCMYK", "/FlateDecode", ""},
                 [&](const auto& sink) { sink(compressed); });
     file_.begin(colorSpace_);
     file_.write("[/ICCBased " + reference(outputProfile_) + "]");
     file_.end();
+    file_.store();
 }
 
 void ImagePDFWriter::writeImage(int object, const CMYKImage& image) {
@@ -134,11 +139,14 @@ void ImagePDFWriter::writeContents(int object) {
 }
 
 void ImagePDFWriter::writePage(int object, int contents, int image) {
+    const std::string body = "<< /Type /Page /Parent " + reference(pageTree_) + " " +
+                             PDFBoxPatcher::boxString(settings_, true) +
+                             "/Resources << /XObject << /Sheet " + reference(image) +
+                             " >> >> /Contents " + reference(contents) + " >>";
     file_.begin(object);
-    file_.write("<< /Type /Page /Parent " + reference(pageTree_) + " " +
-                PDFBoxPatcher::boxString(settings_, true) + "/Resources << /XObject << /Sheet " +
-                reference(image) + " >> >> /Contents " + reference(contents) + " >>");
+    file_.write(body);
     file_.end();
+    pageObjects_ += PDFObjectFile::text(object, body);
 }
 
 void ImagePDFWriter::writeCatalog() {

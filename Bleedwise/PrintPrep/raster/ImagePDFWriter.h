@@ -5,14 +5,29 @@
 #include "PrintPrep/raster/OutputProfile.h"
 #include "PrintPrep/raster/PDFObjectFile.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <future>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace Bleedwise {
+
+/// An output profile as a PDF holds it. It is compressed from now on, which takes as long as
+/// drawing a small page.
+class CompressedProfile {
+public:
+    explicit CompressedProfile(const OutputProfile& profile);
+
+    /// Waits until it is there. To be called once.
+    std::string take() { return bytes_.get(); }
+
+private:
+    std::future<std::string> bytes_;
+};
 
 /// Writes a PDF 1.4 whose pages are one bitmap each, over the whole sheet.
 ///
@@ -30,13 +45,25 @@ public:
     /// Creates the file, in place of one that is there. Throws
     /// `PrintPrepError::couldNotCreateOutput` when no file can be made at `url`.
     ImagePDFWriter(std::filesystem::path url, const OutputProfile& profile,
+                   const PrintSettings& settings)
+        : ImagePDFWriter(std::move(url), CompressedProfile(profile), settings) {}
+    /// The same of a profile that is on its way.
+    ImagePDFWriter(std::filesystem::path url, CompressedProfile profile,
                    const PrintSettings& settings);
+    ImagePDFWriter(const ImagePDFWriter&) = delete;
+    ImagePDFWriter& operator=(const ImagePDFWriter&) = delete;
 
     void addPage(const CMYKImage& image);
 
+    /// What `PDFBoxPatcher::appendPrintBoxes` takes.
+    struct Result {
+        std::int64_t size;
+        std::string excerpt;
+    };
+
     /// Completes the file. To be called once, last. Throws `PrintPrepError::couldNotCreateOutput`
     /// when the file is larger than a classic cross-reference table can describe, 10 GB.
-    void finish();
+    Result finish();
 
 private:
     /// Gives a stream's bytes to its argument, piece by piece.
@@ -50,7 +77,7 @@ private:
     };
 
     void writeStream(int object, const StreamEntries& entries, const Produce& produce);
-    void writeProfile();
+    void writeProfile(const std::string& compressed);
     void writeImage(int object, const CMYKImage& image);
     void writeContents(int object);
     void writePage(int object, int contents, int image);
@@ -63,8 +90,9 @@ private:
     int outputProfile_;
     int colorSpace_;
     std::vector<int> pages_;
-    /// Made while the first page is drawn.
-    std::future<std::string> compressedProfile_;
+    std::string pageObjects_; // as they are in the file
+    /// Writes the profile while the first page is drawn; until its end, nothing else is written.
+    std::future<void> profileWriting_;
 };
 
 } // namespace Bleedwise

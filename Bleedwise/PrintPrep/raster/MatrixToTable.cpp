@@ -1,12 +1,13 @@
 #include "PrintPrep/raster/MatrixToTable.h"
 
+#include "PrintPrep/raster/ProfileReader.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <optional>
 #include <span>
-#include <string_view>
 
 #include <lcms2.h>
 #include <lcms2_plugin.h>
@@ -27,13 +28,6 @@ std::optional<cmsTagSignature> tableFor(Intent intent) {
         break;
     }
     return std::nullopt;
-}
-
-/// Whether the tag holds a lut16Type.
-bool isLut16(cmsHPROFILE profile, cmsTagSignature tag) {
-    std::array<char, 4> type{};
-    return cmsReadRawTag(profile, tag, type.data(), type.size()) == type.size() &&
-           std::string_view(type.data(), type.size()) == "mft2";
 }
 
 std::vector<float> samplesOf(const cmsToneCurve& curve) {
@@ -205,7 +199,7 @@ bool MatrixToTable::readBlackPoints(const Profile& source, const Profile& destin
 bool MatrixToTable::readDestination(const Profile& destination, Intent intent) {
     const auto tag = tableFor(intent);
     if (!tag || cmsGetPCS(destination.handle()) != cmsSigLabData ||
-        !isLut16(destination.handle(), *tag))
+        ProfileReader::typeOf(destination.handle(), *tag) != cmsSigLut16Type)
         return false;
     const auto* pipeline = static_cast<const cmsPipeline*>(cmsReadTag(destination.handle(), *tag));
     if (!pipeline || cmsPipelineStageCount(pipeline) != 3)

@@ -24,8 +24,9 @@ bool isWhole(std::string_view bytes) {
 
 } // namespace
 
-OutputProfile::OutputProfile(std::string bytes, Profile profile)
-    : bytes_(std::make_shared<const std::string>(std::move(bytes))), profile_(std::move(profile)) {}
+OutputProfile::OutputProfile(std::string_view bytes, std::shared_ptr<const void> owner,
+                             Profile profile)
+    : bytes_(bytes), owner_(std::move(owner)), profile_(std::move(profile)) {}
 
 std::optional<OutputProfile> OutputProfile::fromBytes(std::string bytes) {
     auto result = fromTrustedBytes(std::move(bytes));
@@ -33,15 +34,20 @@ std::optional<OutputProfile> OutputProfile::fromBytes(std::string bytes) {
 }
 
 bool OutputProfile::separates() const {
-    return ColorConverter::create(Profile::sRGB(), profile_, Intent::relativeColorimetric) !=
-           nullptr;
+    return ColorConverter::connects(Profile::sRGB(), profile_, Intent::relativeColorimetric);
 }
 
 std::optional<OutputProfile> OutputProfile::fromTrustedBytes(std::string bytes) {
-    auto profile = isWhole(bytes) ? Profile::fromBytes(bytes) : std::nullopt;
+    const auto kept = std::make_shared<const std::string>(std::move(bytes));
+    return fromTrustedBytes(*kept, kept);
+}
+
+std::optional<OutputProfile> OutputProfile::fromTrustedBytes(std::string_view bytes,
+                                                             std::shared_ptr<const void> owner) {
+    auto profile = isWhole(bytes) ? Profile::fromBytes(bytes, owner) : std::nullopt;
     if (!profile || profile->space() != Profile::Space::cmyk)
         return std::nullopt;
-    return OutputProfile(std::move(bytes), std::move(*profile));
+    return OutputProfile(bytes, std::move(owner), std::move(*profile));
 }
 
 } // namespace Bleedwise

@@ -26,6 +26,12 @@ constexpr std::size_t largestWrite = 64U << 20U;
 /// the end, when the file has to be on it.
 constexpr std::int64_t storedAtOnce = 8 << 20;
 
+constexpr std::string_view tail = "\nendobj\n";
+
+std::string head(int object) {
+    return std::to_string(object) + " 0 obj\n";
+}
+
 std::string tableEntry(std::int64_t offset) {
     const std::string digits = std::to_string(offset);
     return std::string(10 - digits.size(), '0') + digits + " 00000 n \n";
@@ -49,11 +55,15 @@ int PDFObjectFile::reserve() {
 
 void PDFObjectFile::begin(int object) {
     offsets_[static_cast<std::size_t>(object) - 1] = size_;
-    write(std::to_string(object) + " 0 obj\n");
+    write(head(object));
 }
 
 void PDFObjectFile::end() {
-    write("\nendobj\n");
+    write(tail);
+}
+
+std::string PDFObjectFile::text(int object, std::string_view body) {
+    return head(object).append(body).append(tail);
 }
 
 void PDFObjectFile::write(std::string_view bytes) {
@@ -75,18 +85,21 @@ void PDFObjectFile::truncate(std::int64_t size) {
     stored_ = std::min(stored_, size);
 }
 
-void PDFObjectFile::finish(int root) {
+std::string PDFObjectFile::finish(int root) {
     const std::int64_t table = size_;
     if (table > largestOffset)
         throw PrintPrepError::couldNotCreateOutput();
     write("xref\n0 " + std::to_string(offsets_.size() + 1) + "\n0000000000 65535 f \n");
     for (const std::int64_t offset : offsets_)
         write(tableEntry(offset));
-    write("trailer\n<< /Size " + std::to_string(offsets_.size() + 1) + " /Root " + reference(root) +
-          " >>\nstartxref\n" + std::to_string(table) + "\n%%EOF\n");
+    std::string trailer = "trailer\n<< /Size " + std::to_string(offsets_.size() + 1) + " /Root " +
+                          reference(root) + " >>\nstartxref\n" + std::to_string(table) +
+                          "\n%%EOF\n";
+    write(trailer);
     flush();
     if (const int code = file_.close())
         fail(code); // network file systems report a full disk only here
+    return trailer;
 }
 
 void PDFObjectFile::flush() {
@@ -101,10 +114,18 @@ void PDFObjectFile::flush() {
     }
     written_ += static_cast<std::int64_t>(gathered_.size());
     gathered_.clear();
-    if (written_ >= stored_ + storedAtOnce) {
-        ::sync_file_range(file_.get(), stored_, written_ - stored_, SYNC_FILE_RANGE_WRITE);
-        stored_ = written_;
-    }
+    if (written_ >= stored_ + storedAtOnce)
+        beginStoring();
+}
+
+void PDFObjectFile::store() {
+    flush();
+    beginStoring();
+}
+
+void PDFObjectFile::beginStoring() {
+    ::sync_file_range(file_.get(), stored_, written_ - stored_, SYNC_FILE_RANGE_WRITE);
+    stored_ = written_;
 }
 
 void PDFObjectFile::fail(int code) const {

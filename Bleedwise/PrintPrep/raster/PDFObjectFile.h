@@ -33,16 +33,24 @@ public:
     /// Takes back what has been written behind the first `size` bytes, within the current object.
     void truncate(std::int64_t size);
 
-    /// Completes the file with its table and trailer. To be called once, last. Throws
-    /// `PrintPrepError::couldNotCreateOutput` when an offset needs more than the ten digits that
-    /// an entry of the table has.
-    void finish(int root);
+    /// Begins to give what there is so far to the disk, so that less is left for the end, when the
+    /// file has to be on it.
+    void store();
+
+    /// Completes the file with its table and trailer, and gives what follows the table. To be
+    /// called once, last. Throws `PrintPrepError::couldNotCreateOutput` when an offset needs more
+    /// than the ten digits that an entry of the table has.
+    std::string finish(int root);
+
+    /// What `begin`, `write` and `end` make of an object.
+    static std::string text(int object, std::string_view body);
 
     /// How one object names another.
     static std::string reference(int object) { return std::to_string(object) + " 0 R"; }
 
 private:
     void flush();
+    void beginStoring();
     [[noreturn]] void fail(int code) const;
 
     std::filesystem::path url_;

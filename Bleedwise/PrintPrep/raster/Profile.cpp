@@ -1,8 +1,10 @@
 #include "PrintPrep/raster/Profile.h"
 
+#include "PrintPrep/raster/ProfileReader.h"
+
 #include <cmath>
-#include <cstdint>
-#include <limits>
+#include <string>
+#include <utility>
 
 #include <lcms2.h>
 
@@ -53,9 +55,13 @@ std::optional<Profile> Profile::adopt(void* handle) {
 }
 
 std::optional<Profile> Profile::fromBytes(std::string_view bytes) {
-    if (bytes.size() > std::numeric_limits<std::uint32_t>::max())
-        return std::nullopt;
-    return adopt(cmsOpenProfileFromMem(bytes.data(), static_cast<cmsUInt32Number>(bytes.size())));
+    const auto copy = std::make_shared<const std::string>(bytes);
+    return fromBytes(*copy, copy);
+}
+
+std::optional<Profile> Profile::fromBytes(std::string_view bytes,
+                                          std::shared_ptr<const void> owner) {
+    return adopt(ProfileReader::open(bytes, std::move(owner)));
 }
 
 Profile Profile::sRGB() {

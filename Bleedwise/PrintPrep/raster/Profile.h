@@ -16,6 +16,10 @@ public:
     /// Nothing when `bytes` are not an ICC profile.
     static std::optional<Profile> fromBytes(std::string_view bytes);
 
+    /// The same without a copy of `bytes`, which `owner` keeps.
+    static std::optional<Profile> fromBytes(std::string_view bytes,
+                                            std::shared_ptr<const void> owner);
+
     /// IEC 61966-2-1, which uncalibrated RGB is taken for.
     static Profile sRGB();
 

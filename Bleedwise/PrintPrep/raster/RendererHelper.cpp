@@ -33,10 +33,17 @@ std::filesystem::path findExecutable() {
     return BLEEDWISE_BUILT_RENDERER;
 }
 
-/// Only what leads to the fonts' configuration; without a home folder, the user's own fonts and
-/// caches are not looked for.
+/// For the GNU C library's allocator, others ignore it: large pages, and memory that is kept for
+/// the next of the many tables of some hundred kilobytes. Getting it page by page from the system
+/// takes up to a third of the time for a small document.
+constexpr const char* memoryTuning =
+    "GLIBC_TUNABLES=glibc.malloc.hugetlb=1:glibc.malloc.mmap_threshold=4194304:"
+    "glibc.malloc.trim_threshold=33554432:glibc.malloc.top_pad=4194304";
+
+/// Beside it, only what leads to the fonts' configuration; without a home folder, the user's own
+/// fonts and caches are not looked for.
 std::vector<std::string> environment() {
-    std::vector<std::string> variables = {"LC_ALL=C"};
+    std::vector<std::string> variables = {"LC_ALL=C", memoryTuning};
     for (const char* name : {"FONTCONFIG_FILE", "FONTCONFIG_PATH"}) {
         if (const char* value = std::getenv(name))
             variables.push_back(std::string(name) + '=' + value);

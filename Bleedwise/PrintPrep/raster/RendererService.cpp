@@ -8,16 +8,12 @@
 #include "PrintPrep/raster/RendererProtocol.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
 #include <memory>
 #include <optional>
-#include <string>
 #include <utility>
-
-#include <unistd.h>
 
 namespace Bleedwise::RendererService {
 namespace {
@@ -26,17 +22,6 @@ using RendererProtocol::Kind;
 using RendererProtocol::Reply;
 using RendererProtocol::Request;
 using RendererProtocol::Status;
-
-bool readAll(int file, char* bytes, std::size_t size) {
-    std::size_t done = 0;
-    while (done < size) {
-        const ssize_t count = ::pread(file, bytes + done, size - done, static_cast<off_t>(done));
-        if (count == 0 || (count < 0 && errno != EINTR))
-            return false;
-        done += count > 0 ? static_cast<std::size_t>(count) : 0;
-    }
-    return true;
-}
 
 Status statusOf(RenderFailure failure) {
     switch (failure) {
@@ -123,10 +108,12 @@ private:
 
     Reply setProfile(const Request& request, const FileDescriptor& file) {
         Reply reply;
-        std::string bytes(static_cast<std::size_t>(request.size.width), '\0');
-        if (!readAll(file.get(), bytes.data(), bytes.size()))
+        const auto size = static_cast<std::size_t>(request.size.width);
+        const auto bytes = SharedMemory::mapForReading(file, size);
+        if (!bytes)
             return reply;
-        profile_ = OutputProfile::fromTrustedBytes(std::move(bytes));
+        profile_ = OutputProfile::fromTrustedBytes(
+            {reinterpret_cast<const char*>(bytes.get()), size}, bytes);
         if (profile_)
             reply.status = Status::done;
         return reply;

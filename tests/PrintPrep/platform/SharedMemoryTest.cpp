@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace Bleedwise {
@@ -40,6 +41,33 @@ TEST(SharedMemory, ShowsAtOnceWhatAnotherProcessWrites) {
     const auto written = SharedMemory::mapForWriting(given, 3);
     std::memcpy(written.get(), "abc", 3);
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(shown.get()), 3), "abc");
+}
+
+TEST(SharedMemory, CanBeReadWhereAnotherProcessGaveIt) {
+    const auto memory = SharedMemory::copyOf("abc").value();
+    const auto shown = SharedMemory::mapForReading(FileDescriptor(::dup(memory.descriptor())), 3);
+    ASSERT_TRUE(shown);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(shown.get()), 3), "abc");
+}
+
+TEST(SharedMemory, IsNotReadFartherThanItGoes) {
+    const auto memory = SharedMemory::copyOf("abc").value();
+    EXPECT_FALSE(SharedMemory::mapForReading(FileDescriptor(::dup(memory.descriptor())), 4));
+}
+
+TEST(SharedMemory, KeepsItsBytesWhenItIsPopulated) {
+    auto memory = SharedMemory::create(10'000).value();
+    ASSERT_EQ(::pwrite(memory.descriptor(), "abc", 3, 5'000), 3);
+    memory.populate();
+    EXPECT_EQ(contentsOf(memory), std::string(5'000, '\0') + "abc" + std::string(4'997, '\0'));
+}
+
+TEST(SharedMemory, HasAllItsMemoryWhenItIsPopulated) {
+    auto memory = SharedMemory::create(1 << 20).value();
+    memory.populate();
+    struct stat status = {};
+    ASSERT_EQ(::fstat(memory.descriptor(), &status), 0);
+    EXPECT_EQ(status.st_blocks * 512, 1 << 20);
 }
 
 TEST(SharedMemory, CannotBeHadInEmptyPieces) {

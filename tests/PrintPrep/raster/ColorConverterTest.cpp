@@ -4,10 +4,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -75,6 +77,34 @@ TEST(ColorConverter, IsNotMadeFromAProfileWithoutTables) {
     ASSERT_TRUE(empty);
     EXPECT_EQ(ColorConverter::create(*empty, outputProfile().profile(), Intent::perceptual),
               nullptr);
+}
+
+class MissingTable : public testing::TestWithParam<const char*> {};
+
+INSTANTIATE_TEST_SUITE_P(Tags, MissingTable,
+                         testing::Values("A2B0", "A2B1", "A2B2", "B2A0", "B2A1", "B2A2", "wtpt",
+                                         "A2B", "B2A"),
+                         [](const auto& tag) { return std::string(tag.param); });
+
+/// The output profile without the tables whose names begin so.
+std::string without(std::string_view tag) {
+    std::string bytes(outputProfile().bytes());
+    const std::size_t listEnd = 132 + std::size_t{12} * static_cast<unsigned char>(bytes[131]);
+    for (std::size_t place = bytes.find(tag, 132); place < listEnd; place = bytes.find(tag, place))
+        bytes[place] = 'n'; // no tag of that name
+    return bytes;
+}
+
+TEST_P(MissingTable, LetsProfilesBeConnectedJustWhenAConverterIsMade) {
+    const auto profile = Profile::fromBytes(without(GetParam()));
+    ASSERT_TRUE(profile);
+    for (const Intent intent : {Intent::perceptual, Intent::relativeColorimetric,
+                                Intent::saturation, Intent::absoluteColorimetric}) {
+        EXPECT_EQ(ColorConverter::connects(Profile::sRGB(), *profile, intent),
+                  ColorConverter::create(Profile::sRGB(), *profile, intent) != nullptr);
+        EXPECT_EQ(ColorConverter::connects(*profile, outputProfile().profile(), intent),
+                  ColorConverter::create(*profile, outputProfile().profile(), intent) != nullptr);
+    }
 }
 
 TEST(ColorConverter, RoundsPixelsFromItsPreciseColors) {

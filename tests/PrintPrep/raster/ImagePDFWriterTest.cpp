@@ -167,6 +167,19 @@ TEST_F(ImagePDF, TakesTheBoxPatchersUpdateForEveryPage) {
     EXPECT_EQ(Testing::run({"qpdf", "--check", url.native()}).status, 0);
 }
 
+TEST_F(ImagePDF, GivesTheBoxPatcherAllThatItWouldRead) {
+    const CMYKImage image = flatPicture();
+    ImagePDFWriter writer(url, outputProfile(), settings);
+    writer.addPage(image);
+    writer.addPage(image);
+    const ImagePDFWriter::Result result = writer.finish();
+    const auto copy = url.parent_path() / "copy.pdf";
+    std::filesystem::copy_file(url, copy);
+    PDFBoxPatcher::applyPrintBoxes(copy, settings, true);
+    PDFBoxPatcher::appendPrintBoxes(url, result.size, result.excerpt, settings, true);
+    EXPECT_EQ(contents(url), contents(copy));
+}
+
 /// A bitmap in whose data, where it cannot be compressed, a text stands in full: each row starts
 /// with it, and the noise in between keeps the compressor from finding the repetition worthwhile.
 CMYKImage pictureOfText(std::string_view text) {

@@ -3,6 +3,7 @@
 #include "support/Rendering.h"
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -12,7 +13,8 @@ namespace Bleedwise {
 namespace {
 
 const std::string& shippedBytes() {
-    return Testing::outputProfile().bytes();
+    static const std::string bytes(Testing::outputProfile().bytes());
+    return bytes;
 }
 
 TEST(OutputProfile, IsMadeOfACMYKProfile) {
@@ -24,6 +26,16 @@ TEST(OutputProfile, IsMadeOfACMYKProfile) {
 TEST(OutputProfile, KeepsItsBytes) {
     const auto profile = OutputProfile::fromBytes(shippedBytes());
     ASSERT_TRUE(profile);
+    EXPECT_EQ(profile->bytes(), shippedBytes());
+}
+
+TEST(OutputProfile, CanDoWithoutACopyOfItsBytes) {
+    auto bytes = std::make_shared<const std::string>(shippedBytes());
+    const char* place = bytes->data();
+    const auto profile = OutputProfile::fromTrustedBytes(*bytes, bytes);
+    bytes.reset();
+    ASSERT_TRUE(profile);
+    EXPECT_EQ(profile->bytes().data(), place);
     EXPECT_EQ(profile->bytes(), shippedBytes());
 }
 

@@ -40,6 +40,33 @@ TEST(PDFObjectFile, WritesObjectsTableAndTrailer) {
                                           "startxref\n66\n%%EOF\n");
 }
 
+TEST(PDFObjectFile, GivesWhatFollowsItsTable) {
+    const TemporaryFolder folder;
+    PDFObjectFile file(folder / "a.pdf");
+    const int object = file.reserve();
+    file.begin(object);
+    file.end();
+    EXPECT_EQ(file.finish(object), "trailer\n<< /Size 2 /Root 1 0 R >>\nstartxref\n31\n%%EOF\n");
+}
+
+TEST(PDFObjectFile, KnowsAnObjectsText) {
+    EXPECT_EQ(PDFObjectFile::text(7, "[1]"), "7 0 obj\n[1]\nendobj\n");
+}
+
+TEST(PDFObjectFile, HasAllThatWasGivenToTheDiskOnTheWay) {
+    const TemporaryFolder folder;
+    PDFObjectFile file(folder / "a.pdf");
+    const int object = file.reserve();
+    file.begin(object);
+    file.write("[1 ");
+    file.store();
+    EXPECT_EQ(contents(folder / "a.pdf"), "%PDF-1.4\n%\xe2\xe3\xcf\xd3\n1 0 obj\n[1 ");
+    file.write("2]");
+    file.end();
+    file.finish(object);
+    EXPECT_NE(contents(folder / "a.pdf").find("1 0 obj\n[1 2]\nendobj\n"), std::string::npos);
+}
+
 TEST(PDFObjectFile, TakesBackWhatHasReachedTheDisk) {
     const TemporaryFolder folder;
     PDFObjectFile file(folder / "a.pdf");

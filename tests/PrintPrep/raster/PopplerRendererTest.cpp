@@ -95,15 +95,17 @@ TEST(DeviceCMYK, KeepsFullBlackFullBlack) {
 
 TEST(TaggedCMYK, KeepsItsNumbersWithTheProfileThatShips) {
     EXPECT_EQ(
-        paintedIn([](TestPDF& pdf) { return tagged(pdf, outputProfile().bytes(), 4); }, "0 0 0 1"),
+        paintedIn([](TestPDF& pdf) { return tagged(pdf, std::string(outputProfile().bytes()), 4); },
+                  "0 0 0 1"),
         (Inks{{0, 0, 0, 255}}));
 }
 
 TEST(TaggedCMYK, KeepsItsNumbersInImagesWithTheProfileThatShips) {
     const std::string pixel = bytes({0, 0, 0, 255});
-    EXPECT_EQ(image([](TestPDF& pdf) { return tagged(pdf, outputProfile().bytes(), 4); },
-                    repeated(pixel, 16), 4, 4),
-              (Inks{{0, 0, 0, 255}}));
+    EXPECT_EQ(
+        image([](TestPDF& pdf) { return tagged(pdf, std::string(outputProfile().bytes()), 4); },
+              repeated(pixel, 16), 4, 4),
+        (Inks{{0, 0, 0, 255}}));
 }
 
 TEST(TaggedCMYK, IsConvertedFromAnotherProfile) {
@@ -432,7 +434,7 @@ TEST(Overprint, OfBlackKeepsTheCyanBelow) {
 
 TEST(Overprint, OfTaggedBlackKeepsTheCyanBelow) {
     TestPDF pdf;
-    const std::string space = tagged(pdf, outputProfile().bytes(), 4);
+    const std::string space = tagged(pdf, std::string(outputProfile().bytes()), 4);
     pdf.page({"1 0 0 0 k 0 0 24 24 re f /Over gs /Tint cs 0 0 0 1 sc 6 6 12 12 re f",
               "/ExtGState << /Over << /op true /OP true /OPM 1 >> >> /ColorSpace << /Tint " +
                   space + " >>"});

@@ -57,7 +57,8 @@ INSTANTIATE_TEST_SUITE_P(
     Kinds, ProfileFromBytes,
     testing::Values(Kind{"Gray", Testing::grayProfile, Space::gray, 1},
                     Kind{"RGB", Testing::adobeRGBProfile, Space::rgb, 3},
-                    Kind{"CMYK", [] { return Testing::outputProfile().bytes(); }, Space::cmyk, 4},
+                    Kind{"CMYK", [] { return std::string(Testing::outputProfile().bytes()); },
+                         Space::cmyk, 4},
                     Kind{"Lab", Testing::labProfile, Space::lab, 3}),
     [](const auto& kind) { return std::string(kind.param.name); });
 

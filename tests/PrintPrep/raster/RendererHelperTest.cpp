@@ -1,13 +1,17 @@
 #include "PrintPrep/raster/RendererHelper.h"
 
 #include "PrintPrep/platform/FileSystemError.h"
+#include "PrintPrep/platform/SharedMemory.h"
 #include "support/Command.h"
+#include "support/Rendering.h"
 #include "support/SmallPDF.h"
 #include "support/TemporaryFolder.h"
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <string>
+#include <string_view>
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -37,6 +41,23 @@ protected:
 TEST_F(Renderer, MeasuresADocument) {
     helper.send(requestOf(Kind::measureDocument), document.get(), 60s);
     EXPECT_EQ(helper.receive().mediaBox, (Rectangle{0, 0, 100, 100}));
+}
+
+TEST_F(Renderer, TakesAProfile) {
+    const auto memory = SharedMemory::copyOf(Testing::outputProfile().bytes()).value();
+    Request profile = requestOf(Kind::setProfile);
+    profile.size.width = static_cast<std::int64_t>(memory.size());
+    helper.send(profile, memory.descriptor(), 60s);
+    EXPECT_EQ(helper.receive().status, Status::done);
+}
+
+TEST_F(Renderer, RefusesAProfileThatEndsBeforeItsSize) {
+    const std::string_view bytes = Testing::outputProfile().bytes();
+    const auto memory = SharedMemory::copyOf(bytes.substr(0, 100'000)).value();
+    Request profile = requestOf(Kind::setProfile);
+    profile.size.width = static_cast<std::int64_t>(bytes.size());
+    helper.send(profile, memory.descriptor(), 60s);
+    EXPECT_EQ(helper.receive().status, Status::failed);
 }
 
 TEST_F(Renderer, TakesRequestsAhead) {
