@@ -405,13 +405,18 @@ TEST(HelperRenderer, StartsOneProcessForSmallPagesToCome) {
     EXPECT_EQ(childCount(), 1);
 }
 
+/// A document that everything for pages of a size was made ready for while it was opened.
+std::unique_ptr<PageRenderer> openedFor(const path& url, const PrintSettings& settings) {
+    HelperRenderer::Opening opening(url,
+                                    {.processes = 2, .size = PageGeometry::pixelSize(settings)});
+    opening.prepare(outputProfile());
+    return opening.finish();
+}
+
 TEST(HelperRenderer, DrawsWithAProfileThatWasHandedOverBefore) {
     const TemporaryFolder folder;
     const path url = folder.file("a.pdf", twoPages());
-    HelperRenderer::Opening opening(url,
-                                    {.processes = 2, .size = PageGeometry::pixelSize(twoBands)});
-    opening.prepare(outputProfile());
-    const auto document = opening.finish();
+    const auto document = openedFor(url, twoBands);
     const RenderResult result = document->render(requestFor(*document, twoBands), outputProfile());
     expectEqual(std::get<PixelBuffer>(result), pixelsOf(url, 1, twoBands));
 }
@@ -419,10 +424,7 @@ TEST(HelperRenderer, DrawsWithAProfileThatWasHandedOverBefore) {
 TEST(HelperRenderer, DrawsInAnotherSizeThanWasExpected) {
     const TemporaryFolder folder;
     const path url = folder.file("a.pdf", twoPages());
-    HelperRenderer::Opening opening(url,
-                                    {.processes = 2, .size = PageGeometry::pixelSize(fourBands)});
-    opening.prepare(outputProfile());
-    const auto document = opening.finish();
+    const auto document = openedFor(url, fourBands);
     const RenderResult result = document->render(requestFor(*document, twoBands), outputProfile());
     expectEqual(std::get<PixelBuffer>(result), pixelsOf(url, 1, twoBands));
 }
@@ -430,10 +432,7 @@ TEST(HelperRenderer, DrawsInAnotherSizeThanWasExpected) {
 TEST(HelperRenderer, FailsForABitmapThatDoesNotFitInMemoryWhenItWasExpected) {
     const TemporaryFolder folder;
     const PrintSettings huge = {2e6, 2e6, 0, true, false};
-    HelperRenderer::Opening opening(folder.file("a.pdf", Testing::smallPDF()),
-                                    {.processes = 2, .size = PageGeometry::pixelSize(huge)});
-    opening.prepare(outputProfile());
-    const auto document = opening.finish();
+    const auto document = openedFor(folder.file("a.pdf", Testing::smallPDF()), huge);
     const RenderResult result = document->render(requestFor(*document, huge), outputProfile());
     EXPECT_EQ(std::get<RenderFailure>(result), RenderFailure::tooLarge);
 }
