@@ -80,7 +80,7 @@ bool looksLikeAProgram(std::string_view beginning) {
 
 std::optional<OutputProfile> readProfile(const std::filesystem::path& url) {
     try {
-        return OutputProfile::fromTrustedBytes(std::string(MappedFile(url).bytes()));
+        return OutputProfile::fromTrustedBytes(MappedFile(url).bytes());
     } catch (const FileSystemError&) { // Ghostscript says so itself
         return std::nullopt;
     }

@@ -27,30 +27,21 @@ void removeExisting(const std::filesystem::path& url) {
         throw FileSystemError("remove", url, errno);
 }
 
-struct ReadProfile {
+/// What is there before the first page.
+struct Supplies {
     OutputProfile profile;
-    CompressedProfile compressed;
+    CompressedProfile compressedProfile;
+    std::optional<SharedMemory> bitmap;
 };
 
-/// Gives it to the processes that are to draw, and has it compressed, before trying it.
-ReadProfile readProfile(const std::filesystem::path& url, HelperRenderer::Opening& opening) {
-    auto profile = OutputProfile::fromTrustedBytes(std::string(MappedFile(url).bytes()));
+Supplies supplies(const std::filesystem::path& profileURL, PixelSize size) {
+    auto profile = OutputProfile::fromTrustedBytes(MappedFile(profileURL).bytes());
     if (!profile)
         throw PrintPrepError::couldNotCreateCMYKOutput();
-    opening.prepare(*profile);
     CompressedProfile compressed(*profile);
     if (!profile->separates())
         throw PrintPrepError::couldNotCreateCMYKOutput();
-    return {std::move(*profile), std::move(compressed)};
-}
-
-/// The profile, or its failure, for later: it is the document's failure that counts first.
-std::future<ReadProfile> readMeanwhile(const std::filesystem::path& url,
-                                       HelperRenderer::Opening& opening) {
-    std::packaged_task<ReadProfile()> reading([&] { return readProfile(url, opening); });
-    std::future<ReadProfile> result = reading.get_future();
-    reading();
-    return result;
+    return {std::move(*profile), std::move(compressed), HelperRenderer::bitmapMemory(size)};
 }
 
 /// That of every page; none when it is not countable: that is not the first thing to complain of.
@@ -72,13 +63,22 @@ void write(const std::filesystem::path& inputURL, const std::filesystem::path& o
     if (isSameFile(inputURL, outputURL))
         throw PrintPrepError::couldNotOpenPDF();
     removeExisting(outputURL);
-    HelperRenderer::Opening opening(inputURL, {.size = sizeOf(settings), .stop = stop});
-    std::future<ReadProfile> reading = readMeanwhile(profileURL, opening);
+    const PixelSize size = sizeOf(settings);
+    // While processes start, this thread waits, and the system may have it wait for milliseconds.
+    std::future<Supplies> making =
+        std::async(std::launch::async | std::launch::deferred, supplies, profileURL, size);
+    HelperRenderer::Opening opening(inputURL, {.size = size, .stop = stop});
+    std::packaged_task<Supplies()> preparing([&] {
+        Supplies made = making.get();
+        opening.prepare(made.profile, std::move(made.bitmap));
+        return made;
+    });
+    preparing(); // its failure is for later: the document's counts first
     const std::unique_ptr<PageRenderer> document = opening.finish();
     if (!document)
         throw PrintPrepError::couldNotOpenPDF();
-    auto [profile, compressedProfile] = reading.get();
-    ImagePDFWriter writer(outputURL, std::move(compressedProfile), settings);
+    Supplies made = preparing.get_future().get();
+    ImagePDFWriter writer(outputURL, std::move(made.compressedProfile), settings);
 
     for (int number = 1; number <= document->pageCount(); ++number) {
         throwIfStopped(stop);
@@ -86,7 +86,7 @@ void write(const std::filesystem::path& inputURL, const std::filesystem::path& o
         if (!mediaBox)
             continue;
         const CMYKImage image =
-            renderCMYKImage({*document, number, *mediaBox, stop}, profile, settings);
+            renderCMYKImage({*document, number, *mediaBox, stop}, made.profile, settings);
         throwIfStopped(stop);
         if (number == document->pageCount())
             document->close();

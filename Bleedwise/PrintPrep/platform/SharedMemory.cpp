@@ -45,19 +45,19 @@ bool SharedMemory::finish() {
     return ::fcntl(file_.get(), F_ADD_SEALS, F_SEAL_WRITE | F_SEAL_SEAL) == 0;
 }
 
-std::shared_ptr<const std::uint8_t> SharedMemory::mapForReading(const FileDescriptor& memory,
-                                                                std::size_t size) {
+std::optional<SharedMemory> SharedMemory::received(FileDescriptor memory, std::size_t size) {
     struct stat status = {};
     if (::fstat(memory.get(), &status) != 0 || std::cmp_less(status.st_size, size))
-        return nullptr;
-    return map(memory.get(), size, PROT_READ);
+        return std::nullopt;
+    return SharedMemory(std::move(memory), size);
 }
 
-std::shared_ptr<std::uint8_t> SharedMemory::map(int file, std::size_t size, int protection) {
-    void* mapping = ::mmap(nullptr, size, protection, MAP_SHARED, file, 0);
+std::shared_ptr<std::uint8_t> SharedMemory::map() const {
+    void* mapping = ::mmap(nullptr, size_, PROT_READ, MAP_SHARED, file_.get(), 0);
     if (mapping == MAP_FAILED)
         return nullptr;
-    return {static_cast<std::uint8_t*>(mapping), [size](void* block) { ::munmap(block, size); }};
+    return {static_cast<std::uint8_t*>(mapping),
+            [size = size_](void* block) { ::munmap(block, size); }};
 }
 
 } // namespace Bleedwise

@@ -9,8 +9,6 @@
 #include <string_view>
 #include <utility>
 
-#include <sys/mman.h>
-
 namespace Bleedwise {
 
 /// Memory of several processes.
@@ -25,6 +23,9 @@ public:
     /// A finished copy of `bytes`, which are at least one.
     static std::optional<SharedMemory> copyOf(std::string_view bytes);
 
+    /// What another process made and gave this one with its size. Nothing when it is smaller.
+    static std::optional<SharedMemory> received(FileDescriptor memory, std::size_t size);
+
     int descriptor() const noexcept { return file_.get(); }
     std::size_t size() const noexcept { return size_; }
 
@@ -38,22 +39,9 @@ public:
 
     /// The bytes, which every process sees change, until the result's last owner goes; for reading
     /// only. A null pointer when there is no address space left.
-    std::shared_ptr<std::uint8_t> map() const { return map(file_.get(), size_, PROT_READ); }
-
-    /// The same of memory that another process made and gave this one with its size, which must not
-    /// be larger than it is.
-    static std::shared_ptr<const std::uint8_t> mapForReading(const FileDescriptor& memory,
-                                                             std::size_t size);
-
-    /// For writing, of memory that another process made and gave this one with its size.
-    static std::shared_ptr<std::uint8_t> mapForWriting(const FileDescriptor& memory,
-                                                       std::size_t size) {
-        return map(memory.get(), size, PROT_READ | PROT_WRITE);
-    }
+    std::shared_ptr<std::uint8_t> map() const;
 
 private:
-    static std::shared_ptr<std::uint8_t> map(int file, std::size_t size, int protection);
-
     SharedMemory(FileDescriptor file, std::size_t size) : file_(std::move(file)), size_(size) {}
 
     FileDescriptor file_;

@@ -192,16 +192,14 @@ public:
     }
 
     /// What goes wrong here goes wrong again where it is needed.
-    void prepare(const OutputProfile& profile) {
-        const bool isSizeKnown = options_.size.bytes() > 0 && prepareBitmap(options_.size.bytes());
+    void prepare(const OutputProfile& profile, std::optional<SharedMemory> bitmap) {
+        useBitmap(std::move(bitmap));
         try {
             for (const auto& worker : workers_) {
                 giveProfile(*worker, profile);
-                if (isSizeKnown)
+                if (memory_)
                     giveBitmap(*worker);
             }
-            if (isSizeKnown && memory_->size() <= soonPopulated)
-                memory_->populate();
         } catch (const RendererHelper::Failure&) {
         } catch (const std::system_error&) { // no descriptors left
         }
@@ -277,12 +275,15 @@ private:
         bitmap_ = PixelBuffer();
         memory_.reset();
         preparationFailure_.reset();
-        if (fitsMemory(bytes))
-            memory_ = SharedMemory::create(bytes);
+        useBitmap(fitsMemory(bytes) ? SharedMemory::create(bytes) : std::nullopt);
+        return bitmap_.data() != nullptr;
+    }
+
+    void useBitmap(std::optional<SharedMemory> memory) {
+        memory_ = std::move(memory);
         if (memory_)
             bitmap_ = PixelBuffer(memory_->map(), memory_->size());
         ++bitmapNumber_;
-        return bitmap_.data() != nullptr;
     }
 
     /// The answer of the first process; nothing when the document does not deliver the page.
@@ -358,16 +359,11 @@ private:
     void giveProfile(Worker& worker, const OutputProfile& profile) {
         if (worker.profile && worker.profile->isCopyOf(profile))
             return;
-        if (!profile_ || !profile_->isCopyOf(profile)) {
-            profileMemory_ = SharedMemory::copyOf(profile.bytes());
-            if (!profileMemory_)
-                throw RendererHelper::Failure();
-            profile_ = profile;
-        }
+        const SharedMemory& memory = profile.memory();
         Request request;
         request.kind = Kind::setProfile;
-        request.size.width = static_cast<std::int64_t>(profileMemory_->size());
-        worker.helper.send(request, profileMemory_->descriptor(), options_.patience);
+        request.size.width = static_cast<std::int64_t>(memory.size());
+        worker.helper.send(request, memory.descriptor(), options_.patience);
         worker.profile = profile;
     }
 
@@ -452,9 +448,6 @@ private:
     Workers workers_;
     /// What went wrong with what the first process was given for drawing with this bitmap.
     std::optional<RenderFailure> preparationFailure_;
-    /// What the processes get, as long as it is the same.
-    std::optional<OutputProfile> profile_;
-    std::optional<SharedMemory> profileMemory_;
     std::optional<SharedMemory> memory_;
     PixelBuffer bitmap_;
     int bitmapNumber_ = 0;
@@ -467,6 +460,14 @@ unsigned Options::availableProcessors() {
     return Bleedwise::availableProcessors();
 }
 
+std::optional<SharedMemory> bitmapMemory(PixelSize size) {
+    const auto bytes = static_cast<std::size_t>(size.bytes());
+    auto memory = fitsMemory(bytes) ? SharedMemory::create(bytes) : std::nullopt;
+    if (memory && bytes <= soonPopulated)
+        memory->populate();
+    return memory;
+}
+
 Opening::Opening(const std::filesystem::path& url, Options options) {
     FileDescriptor document = openDocumentFile(url);
     try {
@@ -477,9 +478,9 @@ Opening::Opening(const std::filesystem::path& url, Options options) {
     }
 }
 
-void Opening::prepare(const OutputProfile& profile) {
+void Opening::prepare(const OutputProfile& profile, std::optional<SharedMemory> bitmap) {
     if (renderer_)
-        static_cast<Renderer&>(*renderer_).prepare(profile);
+        static_cast<Renderer&>(*renderer_).prepare(profile, std::move(bitmap));
 }
 
 std::unique_ptr<PageRenderer> Opening::finish() {

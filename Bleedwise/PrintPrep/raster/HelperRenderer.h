@@ -1,11 +1,13 @@
 #pragma once
 
+#include "PrintPrep/platform/SharedMemory.h"
 #include "PrintPrep/raster/PageRenderer.h"
 #include "PrintPrep/raster/RendererHelper.h"
 
 #include <chrono>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <stop_token>
 
 /// Draws pages in processes of their own, `bleedwise-renderer`, which are locked in before they see
@@ -34,6 +36,11 @@ struct Options {
     static unsigned availableProcessors();
 };
 
+/// Memory for bitmaps of that size; for a small one all of it is there, which takes as long as
+/// drawing part of it. Nothing for an empty one, or when it does not fit into the machine. Any
+/// thread.
+std::optional<SharedMemory> bitmapMemory(PixelSize size);
+
 /// A document that is being opened while its user does something else.
 class Opening {
 public:
@@ -41,10 +48,10 @@ public:
     /// `FileSystemError` when the first one cannot be started.
     explicit Opening(const std::filesystem::path& url, Options options = {});
 
-    /// Hands over the profile that pages will be drawn with, and memory for those of the known
-    /// size, so that drawing need not wait for it. To be called before `finish()`. Throws nothing
-    /// of its own: what goes wrong shows when a page is drawn.
-    void prepare(const OutputProfile& profile);
+    /// Hands over the profile that pages will be drawn with, and `bitmapMemory()` for those of the
+    /// known size, so that drawing need not wait for it. To be called before `finish()`. Throws
+    /// nothing of its own: what goes wrong shows when a page is drawn.
+    void prepare(const OutputProfile& profile, std::optional<SharedMemory> bitmap);
 
     /// Waits for the document, whose page count is at least 1. Nothing when it is not a regular
     /// file, is no PDF, has no pages or needs a password, or when the process fails over it. To be

@@ -24,30 +24,33 @@ bool isWhole(std::string_view bytes) {
 
 } // namespace
 
-OutputProfile::OutputProfile(std::string_view bytes, std::shared_ptr<const void> owner,
+OutputProfile::OutputProfile(SharedMemory memory, std::shared_ptr<const std::uint8_t> bytes,
                              Profile profile)
-    : bytes_(bytes), owner_(std::move(owner)), profile_(std::move(profile)) {}
+    : memory_(std::make_shared<const SharedMemory>(std::move(memory))), bytes_(std::move(bytes)),
+      profile_(std::move(profile)) {}
 
-std::optional<OutputProfile> OutputProfile::fromBytes(std::string bytes) {
-    auto result = fromTrustedBytes(std::move(bytes));
+std::optional<OutputProfile> OutputProfile::fromBytes(std::string_view bytes) {
+    auto result = fromTrustedBytes(bytes);
     return result && result->separates() ? result : std::nullopt;
+}
+
+std::optional<OutputProfile> OutputProfile::fromTrustedBytes(std::string_view bytes) {
+    auto memory = SharedMemory::copyOf(bytes);
+    return memory ? fromMemory(std::move(*memory)) : std::nullopt;
+}
+
+std::optional<OutputProfile> OutputProfile::fromMemory(SharedMemory memory) {
+    std::shared_ptr<const std::uint8_t> mapping = memory.map();
+    const std::string_view bytes(reinterpret_cast<const char*>(mapping.get()),
+                                 mapping ? memory.size() : 0);
+    auto profile = isWhole(bytes) ? Profile::fromBytes(bytes, mapping) : std::nullopt;
+    if (!profile || profile->space() != Profile::Space::cmyk)
+        return std::nullopt;
+    return OutputProfile(std::move(memory), std::move(mapping), std::move(*profile));
 }
 
 bool OutputProfile::separates() const {
     return ColorConverter::connects(Profile::sRGB(), profile_, Intent::relativeColorimetric);
-}
-
-std::optional<OutputProfile> OutputProfile::fromTrustedBytes(std::string bytes) {
-    const auto kept = std::make_shared<const std::string>(std::move(bytes));
-    return fromTrustedBytes(*kept, kept);
-}
-
-std::optional<OutputProfile> OutputProfile::fromTrustedBytes(std::string_view bytes,
-                                                             std::shared_ptr<const void> owner) {
-    auto profile = isWhole(bytes) ? Profile::fromBytes(bytes, owner) : std::nullopt;
-    if (!profile || profile->space() != Profile::Space::cmyk)
-        return std::nullopt;
-    return OutputProfile(bytes, std::move(owner), std::move(*profile));
 }
 
 } // namespace Bleedwise

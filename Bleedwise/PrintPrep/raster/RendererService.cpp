@@ -46,7 +46,7 @@ public:
         case Kind::mediaBox:
             return mediaBox(static_cast<int>(request.page));
         case Kind::setProfile:
-            return setProfile(request, attachment);
+            return setProfile(request, std::move(attachment));
         case Kind::setBitmap:
             return setBitmap(request, std::move(attachment));
         case Kind::drawRows:
@@ -106,14 +106,13 @@ private:
         return reply;
     }
 
-    Reply setProfile(const Request& request, const FileDescriptor& file) {
+    Reply setProfile(const Request& request, FileDescriptor file) {
         Reply reply;
-        const auto size = static_cast<std::size_t>(request.size.width);
-        const auto bytes = SharedMemory::mapForReading(file, size);
-        if (!bytes)
+        auto memory =
+            SharedMemory::received(std::move(file), static_cast<std::size_t>(request.size.width));
+        if (!memory)
             return reply;
-        profile_ = OutputProfile::fromTrustedBytes(
-            {reinterpret_cast<const char*>(bytes.get()), size}, bytes);
+        profile_ = OutputProfile::fromMemory(std::move(*memory));
         if (profile_)
             reply.status = Status::done;
         return reply;

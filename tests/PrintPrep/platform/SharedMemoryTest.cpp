@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -37,22 +36,20 @@ TEST(SharedMemory, HasWhatWasWrittenIntoIt) {
 TEST(SharedMemory, ShowsAtOnceWhatAnotherProcessWrites) {
     const auto memory = SharedMemory::create(3).value();
     const auto shown = memory.map();
-    const FileDescriptor given(::dup(memory.descriptor()));
-    const auto written = SharedMemory::mapForWriting(given, 3);
-    std::memcpy(written.get(), "abc", 3);
+    ASSERT_EQ(::pwrite(memory.descriptor(), "abc", 3, 0), 3);
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(shown.get()), 3), "abc");
 }
 
 TEST(SharedMemory, CanBeReadWhereAnotherProcessGaveIt) {
     const auto memory = SharedMemory::copyOf("abc").value();
-    const auto shown = SharedMemory::mapForReading(FileDescriptor(::dup(memory.descriptor())), 3);
-    ASSERT_TRUE(shown);
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(shown.get()), 3), "abc");
+    const auto given = SharedMemory::received(FileDescriptor(::dup(memory.descriptor())), 3);
+    ASSERT_TRUE(given);
+    EXPECT_EQ(contentsOf(*given), "abc");
 }
 
-TEST(SharedMemory, IsNotReadFartherThanItGoes) {
+TEST(SharedMemory, IsNotTakenForLargerThanItIs) {
     const auto memory = SharedMemory::copyOf("abc").value();
-    EXPECT_FALSE(SharedMemory::mapForReading(FileDescriptor(::dup(memory.descriptor())), 4));
+    EXPECT_FALSE(SharedMemory::received(FileDescriptor(::dup(memory.descriptor())), 4));
 }
 
 TEST(SharedMemory, KeepsItsBytesWhenItIsPopulated) {

@@ -30,6 +30,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -374,6 +375,7 @@ TEST(HelperRenderer, GoesOnAfterABitmapThatDoesNotFit) {
 TEST(HelperRenderer, LeavesNoProcessAndNoDescriptorBehind) {
     const TemporaryFolder folder;
     const path url = folder.file("a.pdf", Testing::smallPDF());
+    outputProfile(); // which stays
     const std::size_t before = Testing::openDescriptors();
     pixelsOf(url, 3, fourBands);
     EXPECT_EQ(Testing::openDescriptors(), before);
@@ -407,10 +409,38 @@ TEST(HelperRenderer, StartsOneProcessForSmallPagesToCome) {
 
 /// A document that everything for pages of a size was made ready for while it was opened.
 std::unique_ptr<PageRenderer> openedFor(const path& url, const PrintSettings& settings) {
-    HelperRenderer::Opening opening(url,
-                                    {.processes = 2, .size = PageGeometry::pixelSize(settings)});
-    opening.prepare(outputProfile());
+    const PixelSize size = PageGeometry::pixelSize(settings);
+    HelperRenderer::Opening opening(url, {.processes = 2, .size = size});
+    opening.prepare(outputProfile(), HelperRenderer::bitmapMemory(size));
     return opening.finish();
+}
+
+TEST(HelperRenderer, DrawsPagesThatThereWasNoMemoryForBefore) {
+    const TemporaryFolder folder;
+    const path url = folder.file("a.pdf", twoPages());
+    HelperRenderer::Opening opening(url, {.size = PageGeometry::pixelSize(twoBands)});
+    opening.prepare(outputProfile(), std::nullopt);
+    const auto document = opening.finish();
+    const RenderResult result = document->render(requestFor(*document, twoBands), outputProfile());
+    ASSERT_TRUE(std::holds_alternative<PixelBuffer>(result));
+    expectEqual(std::get<PixelBuffer>(result), pixelsOf(url, 1, twoBands));
+}
+
+TEST(HelperRenderer, MakesMemoryForBitmaps) {
+    const auto memory = HelperRenderer::bitmapMemory({100, 20});
+    ASSERT_TRUE(memory);
+    EXPECT_EQ(memory->size(), 8'000U);
+    struct stat status = {};
+    ASSERT_EQ(::fstat(memory->descriptor(), &status), 0);
+    EXPECT_GE(status.st_blocks * 512, 8'000);
+}
+
+TEST(HelperRenderer, MakesNoMemoryForNoBitmap) {
+    EXPECT_FALSE(HelperRenderer::bitmapMemory({}));
+}
+
+TEST(HelperRenderer, MakesNoMemoryForBitmapsBeyondTheMachines) {
+    EXPECT_FALSE(HelperRenderer::bitmapMemory({1 << 28, 1 << 28}));
 }
 
 TEST(HelperRenderer, DrawsWithAProfileThatWasHandedOverBefore) {
@@ -460,10 +490,10 @@ TEST(HelperRenderer, DrawsAPageOfAnImageWhenOtherProcessesCannotBeHad) {
     std::unique_ptr<PageRenderer> document;
     while (!document) { // until it is the first process that can be had
         const TemporaryFolder renderer;
-        HelperRenderer::Opening opening(url, {.executable = lonelyRenderer(renderer),
-                                              .processes = 2,
-                                              .size = PageGeometry::pixelSize(twoBands)});
-        opening.prepare(outputProfile());
+        const PixelSize size = PageGeometry::pixelSize(twoBands);
+        HelperRenderer::Opening opening(
+            url, {.executable = lonelyRenderer(renderer), .processes = 2, .size = size});
+        opening.prepare(outputProfile(), HelperRenderer::bitmapMemory(size));
         document = opening.finish();
     }
     const RenderResult result = document->render(requestFor(*document, twoBands), outputProfile());
@@ -585,7 +615,7 @@ TEST_P(OnHandingOver, FailsWhenItHappensWhileTheDocumentIsOpened) {
     HelperRenderer::Options early = options();
     early.size = PageGeometry::pixelSize(twoBands);
     HelperRenderer::Opening opening(folder.file("a.pdf", Testing::smallPDF()), early);
-    opening.prepare(outputProfile());
+    opening.prepare(outputProfile(), HelperRenderer::bitmapMemory(early.size));
     const auto document = opening.finish();
     if (!document) { // it was gone before its answer was read
         EXPECT_TRUE(opening.hasFailed());
@@ -599,10 +629,11 @@ TEST_P(OnHandingOver, FailsWhenItHappensWhileTheDocumentIsOpened) {
 }
 
 TEST_P(OnDrawing, LeavesNothingBehind) {
+    const OutputProfile& profile = outputProfile(); // which stays
     const std::size_t before = Testing::openDescriptors();
     {
         const auto document = open();
-        document->render(requestFor(*document, twoBands), outputProfile());
+        document->render(requestFor(*document, twoBands), profile);
     }
     EXPECT_EQ(Testing::openDescriptors(), before);
     EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);

@@ -1,6 +1,5 @@
 #include "PrintPrep/raster/ImageCompression.h"
 
-#include "PrintPrep/platform/FileDescriptor.h"
 #include "PrintPrep/platform/SharedMemory.h"
 
 #include <algorithm>
@@ -15,6 +14,7 @@
 
 #include <gtest/gtest.h>
 #include <libdeflate.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 namespace Bleedwise {
@@ -220,13 +220,19 @@ protected:
     const SharedMemory memory =
         SharedMemory::create(static_cast<std::size_t>(size.bytes())).value();
     std::jthread changer = std::jthread([this](const std::stop_token& stop) {
-        const FileDescriptor given(::dup(memory.descriptor()));
-        const auto bytes = SharedMemory::mapForWriting(given, memory.size());
+        const int file = ::dup(memory.descriptor());
+        void* const mapping =
+            ::mmap(nullptr, memory.size(), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+        ::close(file);
+        if (mapping == MAP_FAILED)
+            return;
+        auto* const bytes = static_cast<std::uint8_t*>(mapping);
         std::uint32_t random = 1;
         while (!stop.stop_requested()) {
             random = random * 1664525 + 1013904223;
-            bytes.get()[random % 10'000 * (memory.size() / 10'000)] ^= 1U;
+            bytes[random % 10'000 * (memory.size() / 10'000)] ^= 1U;
         }
+        ::munmap(mapping, memory.size());
     });
 };
 

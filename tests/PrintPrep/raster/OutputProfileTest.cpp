@@ -3,11 +3,12 @@
 #include "support/Rendering.h"
 
 #include <cstddef>
-#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace Bleedwise {
 namespace {
@@ -29,14 +30,21 @@ TEST(OutputProfile, KeepsItsBytes) {
     EXPECT_EQ(profile->bytes(), shippedBytes());
 }
 
-TEST(OutputProfile, CanDoWithoutACopyOfItsBytes) {
-    auto bytes = std::make_shared<const std::string>(shippedBytes());
-    const char* place = bytes->data();
-    const auto profile = OutputProfile::fromTrustedBytes(*bytes, bytes);
-    bytes.reset();
+TEST(OutputProfile, IsMadeOfAnothersMemory) {
+    const auto profile = OutputProfile::fromBytes(shippedBytes());
     ASSERT_TRUE(profile);
-    EXPECT_EQ(profile->bytes().data(), place);
-    EXPECT_EQ(profile->bytes(), shippedBytes());
+    auto given = SharedMemory::received(FileDescriptor(::dup(profile->memory().descriptor())),
+                                        shippedBytes().size());
+    ASSERT_TRUE(given);
+    const auto result = OutputProfile::fromMemory(std::move(*given));
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->bytes(), shippedBytes());
+}
+
+TEST(OutputProfile, IsInMemoryThatNobodyCanChange) {
+    const auto profile = OutputProfile::fromBytes(shippedBytes());
+    ASSERT_TRUE(profile);
+    EXPECT_EQ(::pwrite(profile->memory().descriptor(), "x", 1, 0), -1);
 }
 
 TEST(OutputProfile, IsNotMadeOfNothing) {
