@@ -6,6 +6,7 @@
 #include "PrintPrep/PrintSettings.h"
 #include "PrintPrep/ProfileResolver.h"
 #include "PrintPrep/RasterCMYKConverter.h"
+#include "PrintPrep/platform/AllocatorTuning.h"
 #include "PrintPrep/platform/ProcessInfo.h"
 #include "PrintPrep/platform/TemporaryFile.h"
 
@@ -69,6 +70,7 @@ void runIfRequested() {
     const std::vector<std::string> arguments = ProcessInfo::arguments();
     if (std::find(arguments.begin(), arguments.end(), "--convert") == arguments.end())
         return;
+    AllocatorTuning::forShortRun();
     const Discovery discovery = {[] { return Ghostscript::find(); }, ProfileResolver::fogra39URL};
     std::exit(convert(arguments, discovery, std::cout, std::cerr));
 }

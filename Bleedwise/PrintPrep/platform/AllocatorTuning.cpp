@@ -1,0 +1,43 @@
+#include "PrintPrep/platform/AllocatorTuning.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+
+#if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#define BLEEDWISE_GNU_ALLOCATOR
+#include <malloc.h>
+#include <sys/mman.h>
+#include <unistd.h>
+#endif
+
+namespace Bleedwise::AllocatorTuning {
+
+#ifdef BLEEDWISE_GNU_ALLOCATOR
+
+void forShortRun() noexcept {
+    constexpr int largestOnHeap = 32 << 20; // the most that the allocator takes
+    constexpr int kept = 256 << 20;
+    constexpr int step = 8 << 20; // covers one small page's profile, predictor and stream
+    ::mallopt(M_ARENA_MAX, 1);    // what one thread frees, another may have
+    ::mallopt(M_MMAP_THRESHOLD, largestOnHeap);
+    ::mallopt(M_TRIM_THRESHOLD, kept);
+    ::mallopt(M_TOP_PAD, step);
+
+    // The heap grows by the first block that does not fit in what the program's start has left.
+    constexpr std::uintptr_t largePage = 2U << 20U;
+    void* const block = std::malloc(largePage);
+    const auto begin = (reinterpret_cast<std::uintptr_t>(block) + largePage - 1) & ~(largePage - 1);
+    const auto end = reinterpret_cast<std::uintptr_t>(::sbrk(0));
+    if (block && begin < end)
+        ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+    std::free(block);
+}
+
+#else
+
+void forShortRun() noexcept {}
+
+#endif
+
+} // namespace Bleedwise::AllocatorTuning
