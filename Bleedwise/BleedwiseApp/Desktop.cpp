@@ -97,13 +97,14 @@ int run(int argc, char** argv, QObject* updater) {
 } // namespace
 } // namespace Bleedwise
 
-// What `DesktopModule::load()` looks for.
+// What `DesktopModule::load()` looks for. The executable's C++ runtime is another one, so no
+// exception may leave.
 
 extern "C" [[gnu::visibility("default")]] int runBleedwiseDesktop(int argc, char** argv,
-                                                                  QObject* updater) {
+                                                                  QObject* updater) noexcept {
     return Bleedwise::run(argc, argv, updater);
 }
 
-extern "C" [[gnu::visibility("default")]] bool bleedwiseSparkleConfigurationIsReady() {
+extern "C" [[gnu::visibility("default")]] bool bleedwiseSparkleConfigurationIsReady() noexcept {
     return Bleedwise::InformationDictionary::ofMainBundle().sparkleConfigurationIsReady();
 }
