@@ -382,6 +382,34 @@ TEST(HelperRenderer, LeavesNoProcessAndNoDescriptorBehind) {
     EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1); // no child at all
 }
 
+TEST(HelperRenderer, DescribesPagesThatAreSigned) {
+    TestPDF pdf;
+    const std::string appearance =
+        pdf.stream("/Type /XObject /Subtype /Form /BBox [0 0 9 9]", "0 g 0 0 9 9 re f");
+    const std::string field = pdf.object(
+        "<< /Type /Annot /Subtype /Widget /F 4 /Rect [1 1 10 10] /FT /Sig /T (Signed) /AP << /N " +
+        appearance +
+        " >> /V << /Type /Sig /Filter /Adobe.PPKLite /SubFilter /adbe.pkcs7.detached"
+        " /ByteRange [0 10 20 10] /Contents <3000> >> >>");
+    pdf.catalog("/AcroForm << /SigFlags 3 /Fields [" + field + "] >>");
+    pdf.page({.contents = "", .entries = "/Annots [" + field + "]"});
+    const TemporaryFolder folder;
+    const auto document = HelperRenderer::open(folder.file("a.pdf", pdf.bytes()));
+    ASSERT_TRUE(document);
+    const auto description = document->describe(1);
+    ASSERT_TRUE(description);
+    EXPECT_EQ(description->annotations.size(), 1U);
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST(HelperRenderer, LoadsNoCodeForSignaturesAndTIFFFiles) {
+    const std::string loaded = Testing::outputOf(
+        {"env", "LD_TRACE_LOADED_OBJECTS=1", RendererHelper::executableURL().native()});
+    for (const char* library : {"libnssutil3", "libwebp", "libLerc", "x86_64-linux-gnu/libtiff"})
+        EXPECT_EQ(loaded.find(library), std::string::npos) << library;
+}
+#endif
+
 /// How many children this process has.
 std::size_t childCount() {
     std::ifstream file("/proc/thread-self/children");

@@ -1,0 +1,32 @@
+# cmake -D NM=... -D LIBRARY=... -D NAMES=... -D VERSIONS=... -P MakeStandIn.cmake
+# Writes the source of a library that has every name of LIBRARY and none of its code, and the script that
+# gives the names their versions.
+execute_process(COMMAND ${NM} --dynamic --defined-only --format=posix ${LIBRARY}
+  OUTPUT_VARIABLE names COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX MATCHALL "[^\n]+" lines "${names}")
+set(source "extern \"C\" [[noreturn, gnu::visibility(\"hidden\")]] void isNotThere() { __builtin_trap(); }\n")
+set(versions)
+foreach(line IN LISTS lines)
+  # "NAME@@VERSION KIND ...", or without a version; "@" is what only old programs get.
+  if(NOT line MATCHES "^([A-Za-z0-9_]+)(@@([A-Za-z0-9_.]+))? [^A]")
+    continue()
+  endif()
+  set(name ${CMAKE_MATCH_1})
+  set(version "${CMAKE_MATCH_3}")
+  string(APPEND source "extern \"C\" [[gnu::alias(\"isNotThere\")]] void ${name}();\n")
+  if(version)
+    list(APPEND versions ${version})
+    list(APPEND "names of ${version}" "${name}")
+  endif()
+endforeach()
+file(WRITE ${NAMES} "${source}")
+list(REMOVE_DUPLICATES versions)
+set(script "")
+if(NOT versions)
+  set(script "{ global: *; };\n")
+endif()
+foreach(version IN LISTS versions)
+  list(JOIN "names of ${version}" "; " list)
+  string(APPEND script "${version} { ${list}; };\n")
+endforeach()
+file(WRITE ${VERSIONS} "${script}")
