@@ -27,10 +27,11 @@ void forShortRun() noexcept {
     // The heap grows by the first block that does not fit in what the program's start has left.
     constexpr std::uintptr_t largePage = 2U << 20U;
     void* const block = std::malloc(largePage);
-    const auto begin = (reinterpret_cast<std::uintptr_t>(block) + largePage - 1) & ~(largePage - 1);
-    const auto end = reinterpret_cast<std::uintptr_t>(::sbrk(0));
-    if (block && begin < end)
-        ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+    const auto past = reinterpret_cast<std::uintptr_t>(block) % largePage;
+    char* const begin = static_cast<char*>(block) + (past == 0 ? 0 : largePage - past);
+    const std::ptrdiff_t size = static_cast<char*>(::sbrk(0)) - begin;
+    if (block && size > 0)
+        ::madvise(begin, static_cast<std::size_t>(size), MADV_HUGEPAGE);
     std::free(block);
 }
 
