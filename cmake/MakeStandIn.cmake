@@ -4,7 +4,7 @@
 execute_process(COMMAND ${NM} --dynamic --defined-only --format=posix ${LIBRARY}
   OUTPUT_VARIABLE names COMMAND_ERROR_IS_FATAL ANY)
 string(REGEX MATCHALL "[^\n]+" lines "${names}")
-set(source "extern \"C\" [[noreturn, gnu::visibility(\"hidden\")]] void isNotThere() { __builtin_trap(); }\n")
+set(source "extern \"C\" [[gnu::visibility(\"hidden\")]] void isNotThere() { __builtin_trap(); }\n")
 set(versions)
 foreach(line IN LISTS lines)
   # "NAME@@VERSION KIND ...", or without a version; "@" is what only old programs get.

@@ -12,7 +12,6 @@
 #include <future>
 #include <memory>
 #include <optional>
-#include <string>
 #include <system_error>
 #include <utility>
 #include <variant>
@@ -38,7 +37,7 @@ Supplies supplies(const std::filesystem::path& profileURL, PixelSize size) {
     auto profile = OutputProfile::fromTrustedBytes(MappedFile(profileURL).bytes());
     if (!profile)
         throw PrintPrepError::couldNotCreateCMYKOutput();
-    CompressedProfile compressed(*profile);
+    CompressedProfile compressed(*profile, profileURL);
     if (!profile->separates())
         throw PrintPrepError::couldNotCreateCMYKOutput();
     return {std::move(*profile), std::move(compressed), HelperRenderer::bitmapMemory(size)};

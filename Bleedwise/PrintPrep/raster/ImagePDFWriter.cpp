@@ -2,8 +2,11 @@
 
 #include "PrintPrep/Format.h"
 #include "PrintPrep/PDFBoxPatcher.h"
+#include "PrintPrep/platform/FileSystemError.h"
+#include "PrintPrep/platform/MappedFile.h"
 #include "PrintPrep/raster/ImageCompression.h"
 #include "PrintPrep/raster/PageGeometry.h"
+#include "PrintPrep/raster/PrecompressedProfile.h"
 #include "PrintPrep/raster/StreamData.h"
 
 #include <cstdint>
@@ -30,11 +33,28 @@ std::string filterEntries(bool isHexadecimal, const std::string& filters,
     return entries;
 }
 
+/// Nothing when there is no such file or it does not suit.
+std::string compressedBeside(const std::filesystem::path& profileURL, std::string_view profile) {
+    try {
+        const MappedFile file(PrecompressedProfile::urlBeside(profileURL));
+        return std::string(PrecompressedProfile::stream(file.bytes(), profile));
+    } catch (const FileSystemError&) {
+        return {};
+    }
+}
+
 } // namespace
 
 CompressedProfile::CompressedProfile(const OutputProfile& profile)
     : bytes_(std::async(std::launch::async | std::launch::deferred,
                         [profile] { return ImageCompression::compressBytes(profile.bytes()); })) {}
+
+CompressedProfile::CompressedProfile(const OutputProfile& profile,
+                                     const std::filesystem::path& profileURL)
+    : bytes_(std::async(std::launch::async | std::launch::deferred, [profile, profileURL] {
+          std::string bytes = compressedBeside(profileURL, profile.bytes());
+          return bytes.empty() ? ImageCompression::compressBytes(profile.bytes()) : bytes;
+      })) {}
 
 ImagePDFWriter::ImagePDFWriter(std::filesystem::path url, CompressedProfile profile,
                                const PrintSettings& settings)

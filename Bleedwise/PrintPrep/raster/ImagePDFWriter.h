@@ -21,6 +21,9 @@ namespace Bleedwise {
 class CompressedProfile {
 public:
     explicit CompressedProfile(const OutputProfile& profile);
+    /// The same of a profile that `profileURL` holds; what lies compressed beside that is taken
+    /// instead where it suits (`PrecompressedProfile`).
+    CompressedProfile(const OutputProfile& profile, const std::filesystem::path& profileURL);
 
     /// Waits until it is there. To be called once.
     std::string take() { return bytes_.get(); }

@@ -2,6 +2,8 @@
 
 #include "PrintPrep/PDFBoxPatcher.h"
 #include "PrintPrep/PrintPrepError.h"
+#include "PrintPrep/raster/ImageCompression.h"
+#include "PrintPrep/raster/PrecompressedProfile.h"
 #include "support/Command.h"
 #include "support/Rendering.h"
 #include "support/TemporaryFolder.h"
@@ -66,6 +68,37 @@ protected:
     TemporaryFolder folder;
     std::filesystem::path url = folder / "images.pdf";
 };
+
+/// Writes a page with the profile of a file, which may lie compressed beside it.
+class ImagePDFOfAProfileFile : public ImagePDF {
+protected:
+    /// The profile's stream as it is in the PDF, still compressed.
+    std::string compressedProfile() {
+        const CMYKImage page = flatPicture();
+        ImagePDFWriter writer(url, CompressedProfile(outputProfile(), profileURL), settings);
+        writer.addPage(page);
+        writer.finish();
+        EXPECT_EQ(stream(3), outputProfile().bytes());
+        return outputOf({"qpdf", "--show-object=3", "--raw-stream-data", url.native()});
+    }
+
+    std::filesystem::path profileURL = folder / "profile.icc";
+};
+
+TEST_F(ImagePDFOfAProfileFile, HasWhatLiesCompressedBesideIt) {
+    const std::string bytes = PrecompressedProfile::file(outputProfile().bytes());
+    folder.file("profile.icc.zlib", bytes);
+    EXPECT_EQ(compressedProfile(), PrecompressedProfile::stream(bytes, outputProfile().bytes()));
+}
+
+TEST_F(ImagePDFOfAProfileFile, CompressesItWhenNothingLiesBesideIt) {
+    EXPECT_EQ(compressedProfile(), ImageCompression::compressBytes(outputProfile().bytes()));
+}
+
+TEST_F(ImagePDFOfAProfileFile, CompressesItWhenAnotherLiesBesideIt) {
+    folder.file("profile.icc.zlib", PrecompressedProfile::file("another"));
+    EXPECT_EQ(compressedProfile(), ImageCompression::compressBytes(outputProfile().bytes()));
+}
 
 std::string bytesOf(const CMYKImage& image) {
     return {reinterpret_cast<const char*>(image.row(0)),
