@@ -3,6 +3,7 @@
 #include "BleedwiseApp/updater/InformationDictionary.h"
 #include "ContentView/ContentView.h"
 #include "ContentView/MainWindow.h"
+#include "PrintPrep/platform/LocalizedError.h"
 #include "PrintPrep/platform/SilencedStreams.h"
 
 #include <cstdlib>
@@ -102,7 +103,11 @@ int run(int argc, char** argv, QObject* updater) {
 
 extern "C" [[gnu::visibility("default")]] int runBleedwiseDesktop(int argc, char** argv,
                                                                   QObject* updater) noexcept {
-    return Bleedwise::run(argc, argv, updater);
+    try {
+        return Bleedwise::run(argc, argv, updater);
+    } catch (const Bleedwise::LocalizedError& error) {
+        Bleedwise::failToOpen(QString::fromStdString(error.errorDescription()));
+    }
 }
 
 extern "C" [[gnu::visibility("default")]] bool bleedwiseSparkleConfigurationIsReady() noexcept {

@@ -27,8 +27,9 @@ public:
     ///
     /// Throws `PrintPrepError::couldNotOpenPDF` when the file has no PDF header near its beginning
     /// or cannot be read and begins as PostScript does, since Ghostscript would execute it; or when
-    /// it needs a password. Throws `FileSystemError` when no renderer can be started. Another file
-    /// that cannot be read is left for Ghostscript to report.
+    /// it needs a password; `PrintPrepError::couldNotCreateCMYKOutput` when there is no memory for
+    /// the profile. Throws `FileSystemError` when no renderer can be started. Another file that
+    /// cannot be read is left for Ghostscript to report.
     NativeResultCheck(const std::filesystem::path& inputURL,
                       const std::filesystem::path& profileURL, const PrintSettings& settings,
                       std::stop_token stop = {});

@@ -28,6 +28,7 @@ FILES = {
     "share/bash-completion/completions/bleedwise",
     "share/bleedwise/ISOcoated_v2_eci.LICENSE.txt",
     "share/bleedwise/ISOcoated_v2_eci.icc",
+    "share/bleedwise/ISOcoated_v2_eci.icc.zlib",
     "share/bleedwise/Info.json",
     "share/doc/bleedwise/changelog.gz",
     "share/doc/bleedwise/copyright",
@@ -108,6 +109,12 @@ class PackageTest(InstalledTest):
         run = re.search(r"^\[run\]\n(.*?)\n\n", listed, re.M | re.S)[1].split()
         needed = {name.split()[0] for name in self.field("Depends").split(", ")}
         self.assertLessEqual(set(run), needed)
+
+    def testOffersNoLibrariesToOthers(self):
+        control = subprocess.run(["dpkg-deb", "--ctrl-tarfile", self.package], stdout=subprocess.PIPE,
+                                 check=True).stdout
+        with tarfile.open(fileobj=io.BytesIO(control)) as archive:
+            self.assertEqual(set(archive.getnames()), {".", "./control", "./md5sums"})
 
     def testHasIconsOfTheirSizes(self):
         for size in ICON_SIZES:

@@ -29,8 +29,9 @@ void forShortRun() noexcept {
     void* const block = std::malloc(largePage);
     const auto past = reinterpret_cast<std::uintptr_t>(block) % largePage;
     char* const begin = static_cast<char*>(block) + (past == 0 ? 0 : largePage - past);
+    constexpr auto most = static_cast<std::ptrdiff_t>(step + largePage);
     const std::ptrdiff_t size = static_cast<char*>(::sbrk(0)) - begin;
-    if (block && size > 0)
+    if (block && size > 0 && size <= most)
         ::madvise(begin, static_cast<std::size_t>(size), MADV_HUGEPAGE);
     std::free(block);
 }

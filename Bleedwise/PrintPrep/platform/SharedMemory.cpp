@@ -53,7 +53,15 @@ std::optional<SharedMemory> SharedMemory::received(FileDescriptor memory, std::s
 }
 
 std::shared_ptr<std::uint8_t> SharedMemory::map() const {
-    void* mapping = ::mmap(nullptr, size_, PROT_READ, MAP_SHARED, file_.get(), 0);
+    return map(MAP_SHARED);
+}
+
+std::shared_ptr<const std::uint8_t> SharedMemory::mapFinished() const {
+    return map(MAP_PRIVATE);
+}
+
+std::shared_ptr<std::uint8_t> SharedMemory::map(int flags) const {
+    void* mapping = ::mmap(nullptr, size_, PROT_READ, flags, file_.get(), 0);
     if (mapping == MAP_FAILED)
         return nullptr;
     return {static_cast<std::uint8_t*>(mapping),

@@ -41,7 +41,12 @@ public:
     /// only. A null pointer when there is no address space left.
     std::shared_ptr<std::uint8_t> map() const;
 
+    /// The same of finished memory, of which Linux before 6.7 gives no shared mapping at all.
+    std::shared_ptr<const std::uint8_t> mapFinished() const;
+
 private:
+    std::shared_ptr<std::uint8_t> map(int flags) const;
+
     SharedMemory(FileDescriptor file, std::size_t size) : file_(std::move(file)), size_(size) {}
 
     FileDescriptor file_;

@@ -272,8 +272,7 @@ private:
         const auto bytes = static_cast<std::size_t>(size);
         if (bytes == bitmap_.size() && bitmap_.isUnshared())
             return true;
-        bitmap_ = PixelBuffer();
-        memory_.reset();
+        useBitmap(std::nullopt); // before there is another
         preparationFailure_.reset();
         useBitmap(fitsMemory(bytes) ? SharedMemory::create(bytes) : std::nullopt);
         return bitmap_.data() != nullptr;
@@ -281,8 +280,7 @@ private:
 
     void useBitmap(std::optional<SharedMemory> memory) {
         memory_ = std::move(memory);
-        if (memory_)
-            bitmap_ = PixelBuffer(memory_->map(), memory_->size());
+        bitmap_ = memory_ ? PixelBuffer(memory_->map(), memory_->size()) : PixelBuffer();
         ++bitmapNumber_;
     }
 

@@ -1,5 +1,6 @@
 #include "PrintPrep/raster/OutputProfile.h"
 
+#include "PrintPrep/PrintPrepError.h"
 #include "PrintPrep/raster/ColorConverter.h"
 
 #include <cstddef>
@@ -35,12 +36,16 @@ std::optional<OutputProfile> OutputProfile::fromBytes(std::string_view bytes) {
 }
 
 std::optional<OutputProfile> OutputProfile::fromTrustedBytes(std::string_view bytes) {
+    if (!isWhole(bytes))
+        return std::nullopt;
     auto memory = SharedMemory::copyOf(bytes);
-    return memory ? fromMemory(std::move(*memory)) : std::nullopt;
+    if (!memory)
+        throw PrintPrepError::couldNotCreateCMYKOutput();
+    return fromMemory(std::move(*memory));
 }
 
 std::optional<OutputProfile> OutputProfile::fromMemory(SharedMemory memory) {
-    std::shared_ptr<const std::uint8_t> mapping = memory.map();
+    std::shared_ptr<const std::uint8_t> mapping = memory.mapFinished();
     const std::string_view bytes(reinterpret_cast<const char*>(mapping.get()),
                                  mapping ? memory.size() : 0);
     auto profile = isWhole(bytes) ? Profile::fromBytes(bytes, mapping) : std::nullopt;

@@ -14,14 +14,14 @@ namespace Bleedwise {
 /// other processes can share. A cheap, shared, immutable handle; any thread.
 class OutputProfile {
 public:
-    /// From a copy of `bytes`. Nothing when they are not an ICC profile that separates into CMYK,
-    /// or when there is no memory for them.
+    /// From a copy of `bytes`. Nothing when they are not an ICC profile that separates into CMYK.
+    /// Throws `PrintPrepError::couldNotCreateCMYKOutput` when there is no memory for them.
     static std::optional<OutputProfile> fromBytes(std::string_view bytes);
 
     /// The same without trying whether they do.
     static std::optional<OutputProfile> fromTrustedBytes(std::string_view bytes);
 
-    /// The same from the memory of such a profile.
+    /// The same from the finished memory of such a profile, or nothing.
     static std::optional<OutputProfile> fromMemory(SharedMemory memory);
 
     /// Whether it does separate: it may have an intact header and no tables. To try that takes as

@@ -1,6 +1,8 @@
 #include "PrintPrep/raster/OutputProfile.h"
 
+#include "PrintPrep/PrintPrepError.h"
 #include "support/Rendering.h"
+#include "support/ResourceLimit.h"
 
 #include <cstddef>
 #include <string>
@@ -45,6 +47,12 @@ TEST(OutputProfile, IsInMemoryThatNobodyCanChange) {
     const auto profile = OutputProfile::fromBytes(shippedBytes());
     ASSERT_TRUE(profile);
     EXPECT_EQ(::pwrite(profile->memory().descriptor(), "x", 1, 0), -1);
+}
+
+TEST(OutputProfile, IsAnErrorWhenThereIsNoMemoryForIt) {
+    shippedBytes();                           // has memory of its own
+    const Testing::FileSizeLimit limit(4096); // counts for memory with a descriptor, too
+    EXPECT_THROW(OutputProfile::fromBytes(shippedBytes()), PrintPrepError);
 }
 
 TEST(OutputProfile, IsNotMadeOfNothing) {
