@@ -41,7 +41,8 @@ public:
     /// only. A null pointer when there is no address space left.
     std::shared_ptr<std::uint8_t> map() const;
 
-    /// The same of finished memory, of which Linux before 6.7 gives no shared mapping at all.
+    /// The same of finished memory, of which older kernels, such as Linux 5.15, give no shared
+    /// mapping at all.
     std::shared_ptr<const std::uint8_t> mapFinished() const;
 
 private:

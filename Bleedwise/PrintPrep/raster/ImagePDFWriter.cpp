@@ -6,8 +6,8 @@
 #include "PrintPrep/platform/MappedFile.h"
 #include "PrintPrep/raster/ImageCompression.h"
 #include "PrintPrep/raster/PageGeometry.h"
-#include "PrintPrep/raster/PrecompressedProfile.h"
 #include "PrintPrep/raster/StreamData.h"
+#include "resource_bundle_accessor/PrecompressedProfile.h"
 
 #include <cstdint>
 #include <utility>
@@ -44,10 +44,6 @@ std::string compressedBeside(const std::filesystem::path& profileURL, std::strin
 }
 
 } // namespace
-
-CompressedProfile::CompressedProfile(const OutputProfile& profile)
-    : bytes_(std::async(std::launch::async | std::launch::deferred,
-                        [profile] { return ImageCompression::compressBytes(profile.bytes()); })) {}
 
 CompressedProfile::CompressedProfile(const OutputProfile& profile,
                                      const std::filesystem::path& profileURL)

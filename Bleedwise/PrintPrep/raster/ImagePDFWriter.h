@@ -20,9 +20,8 @@ namespace Bleedwise {
 /// drawing a small page.
 class CompressedProfile {
 public:
-    explicit CompressedProfile(const OutputProfile& profile);
-    /// The same of a profile that `profileURL` holds; what lies compressed beside that is taken
-    /// instead where it suits (`PrecompressedProfile`).
+    /// `profileURL` is the profile's file: what lies compressed beside it is taken instead where
+    /// that suits (`PrecompressedProfile`).
     CompressedProfile(const OutputProfile& profile, const std::filesystem::path& profileURL);
 
     /// Waits until it is there. To be called once.
@@ -47,10 +46,6 @@ class ImagePDFWriter {
 public:
     /// Creates the file, in place of one that is there. Throws
     /// `PrintPrepError::couldNotCreateOutput` when no file can be made at `url`.
-    ImagePDFWriter(std::filesystem::path url, const OutputProfile& profile,
-                   const PrintSettings& settings)
-        : ImagePDFWriter(std::move(url), CompressedProfile(profile), settings) {}
-    /// The same of a profile that is on its way.
     ImagePDFWriter(std::filesystem::path url, CompressedProfile profile,
                    const PrintSettings& settings);
     ImagePDFWriter(const ImagePDFWriter&) = delete;

@@ -3,7 +3,7 @@
 #include "PrintPrep/PDFBoxPatcher.h"
 #include "PrintPrep/PrintPrepError.h"
 #include "PrintPrep/raster/ImageCompression.h"
-#include "PrintPrep/raster/PrecompressedProfile.h"
+#include "resource_bundle_accessor/PrecompressedProfile.h"
 #include "support/Command.h"
 #include "support/Rendering.h"
 #include "support/TemporaryFolder.h"
@@ -49,10 +49,14 @@ int noise(std::size_t i) {
     return static_cast<int>(x >> 56U);
 }
 
+CompressedProfile shippedProfile() {
+    return {outputProfile(), Testing::outputProfileURL()};
+}
+
 class ImagePDF : public testing::Test {
 protected:
     std::string write(std::initializer_list<const CMYKImage*> pages) {
-        ImagePDFWriter writer(url, outputProfile(), settings);
+        ImagePDFWriter writer(url, shippedProfile(), settings);
         for (const CMYKImage* page : pages)
             writer.addPage(*page);
         writer.finish();
@@ -202,7 +206,7 @@ TEST_F(ImagePDF, TakesTheBoxPatchersUpdateForEveryPage) {
 
 TEST_F(ImagePDF, GivesTheBoxPatcherAllThatItWouldRead) {
     const CMYKImage image = flatPicture();
-    ImagePDFWriter writer(url, outputProfile(), settings);
+    ImagePDFWriter writer(url, shippedProfile(), settings);
     writer.addPage(image);
     writer.addPage(image);
     const ImagePDFWriter::Result result = writer.finish();
@@ -244,7 +248,7 @@ TEST_F(ImagePDF, KeepsThePatcherFromMistakingPixelsForPages) {
 TEST(ImagePDFWriter, CannotBeMadeInAFolderThatIsNotThere) {
     const TemporaryFolder folder;
     try {
-        const ImagePDFWriter writer(folder / "none/images.pdf", outputProfile(), settings);
+        const ImagePDFWriter writer(folder / "none/images.pdf", shippedProfile(), settings);
         FAIL() << "no error";
     } catch (const PrintPrepError& error) {
         EXPECT_EQ(error.errorCase(), PrintPrepError::Case::couldNotCreateOutput);

@@ -72,7 +72,7 @@ TEST(MatrixToTable, GivesLittleCMSsInksOfAnotherRGB) {
 TEST(MatrixToTable, ConvertsManyAsOneByOne) {
     const auto way =
         wayOf(Profile::sRGB(), outputProfile().profile(), Intent::relativeColorimetric);
-    constexpr std::size_t count = 216; // six bytes per channel
+    constexpr std::size_t count = 216; // six steps of each channel
     std::vector<std::uint16_t> colors;
     for (unsigned color = 0; color < count; ++color) {
         for (const unsigned step : {color % 6, color / 6 % 6, color / 36})

@@ -1,4 +1,4 @@
-#include "PrintPrep/raster/PrecompressedProfile.h"
+#include "resource_bundle_accessor/PrecompressedProfile.h"
 
 #include <cstddef>
 #include <cstdint>
